@@ -1,0 +1,50 @@
+# Checks the dynamic symbol table of the shared library:
+#  - every name in exports_c.txt is exported unmangled (C linkage);
+#  - every name in exports_cxx.txt is exported as a C++ symbol (the listed
+#    text is matched against the demangled table);
+#  - nothing internal leaks (private namespaces, standard-library template
+#    instances).
+find_program(NM nm REQUIRED)
+execute_process(COMMAND ${NM} -D --defined-only ${LIB} OUTPUT_VARIABLE raw RESULT_VARIABLE rc1)
+execute_process(COMMAND ${NM} -DC --defined-only ${LIB} OUTPUT_VARIABLE demangled RESULT_VARIABLE rc2)
+if(NOT rc1 EQUAL 0 OR NOT rc2 EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIB}")
+endif()
+
+set(failures "")
+file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/exports_c.txt cnames REGEX "^[^#]")
+foreach(name IN LISTS cnames)
+  string(STRIP "${name}" name)
+  if(NOT raw MATCHES "[ \n][A-Za-z] ${name}\n")
+    string(APPEND failures "missing unmangled symbol: ${name}\n")
+  endif()
+endforeach()
+file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/exports_cxx.txt cxxnames REGEX "^[^#]")
+foreach(name IN LISTS cxxnames)
+  string(STRIP "${name}" name)
+  string(FIND "${demangled}" " ${name}" at)
+  if(at EQUAL -1)
+    string(APPEND failures "missing C++ symbol: ${name}\n")
+  endif()
+endforeach()
+# C names must not also appear mangled, i.e. the listed C operations are
+# really extern "C".
+foreach(name IN LISTS cnames)
+  string(STRIP "${name}" name)
+  string(LENGTH "${name}" len)
+  if(raw MATCHES " _Z${len}${name}[A-Za-z]")
+    string(APPEND failures "C operation exported with C++ linkage: ${name}\n")
+  endif()
+endforeach()
+
+string(REPLACE "\n" ";" lines "${demangled}")
+foreach(line IN LISTS lines)
+  if(line MATCHES "slrt_detail|anonymous namespace|_pvt| std::| __gnu_cxx::|typeinfo for std::|vtable for std::")
+    string(APPEND failures "internal symbol exported: ${line}\n")
+  endif()
+endforeach()
+
+if(failures)
+  message(FATAL_ERROR "${failures}")
+endif()
+message(STATUS "export table ok")
