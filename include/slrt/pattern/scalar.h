@@ -8,12 +8,25 @@
 
 #include <slrt/export.h>
 
-SLRT_C_BEGIN
-
 /// Guarded a / b.  When the quotient would exceed 1e38 in magnitude the
 /// result saturates to +-1e38 with the sign of a alone (the sign of b is
 /// ignored); 0/0 and NaN/0 give 0.
+///
+/// The C library's <math.h> also declares a C function named fdiv (a
+/// narrowing division of two doubles) when GNU extensions are on, as they
+/// always are for g++.  In C++ this one is therefore declared as an overload
+/// on floats whose symbol is the plain, unmangled "fdiv" that compiled
+/// shaders call; fdiv(float, float) always picks it, so pass floats (two
+/// ints are ambiguous, two doubles pick the C library's function).
+#ifdef __cplusplus
+SLRT_API float fdiv(float a, float b) __asm__("fdiv");
+#endif
+
+SLRT_C_BEGIN
+
+#ifndef __cplusplus
 SLRT_API float fdiv(float a, float b);
+#endif
 
 /// Smallest / largest of n floats passed as variadic doubles.  n must be at
 /// least 1.  Ties keep the earlier value; a NaN never replaces the running
