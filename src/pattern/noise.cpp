@@ -1,0 +1,258 @@
+// slrt: gradient, periodic, cell and point-valued noise.
+//
+// Gradient noise is evaluated once per shading point for most shaders, so the
+// lattice work is written out in full: byte masks instead of modulo, table
+// reads inlined, and the interpolation done here in the same p + (q - p) t
+// order as bilerp/trilerp/quadlerp, so results are bit-identical to those
+// helpers without paying for their out-of-line calls.
+#include <slrt/pattern/noise.h>
+
+#include <cmath>
+
+#include "pattern/noise_pvt.h"
+
+using slrt_detail::LatticeAxis;
+using slrt_detail::truncToInt;
+
+namespace {
+
+inline float lerp(float t, float p, float q) {
+  return p + (q - p) * t;
+}
+
+// Hermite weight of an offset inside a cell: f^2 (3 - 2f).
+inline float smoothWeight(float f) {
+  return f * f * (3.0f - 2.0f * f);
+}
+
+// Dot products with the stored gradients.  The 3-D table is packed by threes
+// but read by fours; see the header.
+inline float dot2(int h, float x, float y) {
+  return grad2[h][0] * x + grad2[h][1] * y;
+}
+inline float dot3(int h, float x, float y, float z) {
+  const float* g = grad3 + 4 * h;
+  return g[0] * x + g[1] * y + g[2] * z;
+}
+inline float dot4(int h, float x, float y, float z, float w) {
+  const float* g = grad4[h];
+  return g[0] * x + g[1] * y + g[2] * z + g[3] * w;
+}
+
+// Result scale per dimension, 1/sqrt(n), so that the nominal range is [0, 1].
+constexpr float kScale2 = 0.70710677f;
+constexpr float kScale3 = 0.57735026f;
+constexpr float kScale4 = 0.5f;
+
+// Cell-noise cell of one coordinate.  A negative coordinate drops by one
+// before truncation, so -2.0 shares a cell with -2.5 (not with -1.5, as floor
+// would have it); integers below zero land one cell lower than floor gives.
+inline int cellIndex(float x) {
+  const double v = x < 0.0f ? static_cast<double>(x) - 1.0 : static_cast<double>(x);
+  return truncToInt(v) & 4095;
+}
+
+}  // namespace
+
+float fperlinf(float x) {
+  const LatticeAxis ax(x);
+  const float s = smoothWeight(ax.frac);
+  // One dimension needs no permutation: grad1 is indexed by the cell itself.
+  const float a = grad1[ax.cell] * ax.frac;
+  const float b = grad1[(ax.cell + 1) & 255] * (ax.frac - 1.0f);
+  return 0.5f + lerp(s, a, b);
+}
+
+float fperlinff(float x, float y) {
+  const LatticeAxis ax(x), ay(y);
+  const float sx = smoothWeight(ax.frac), sy = smoothWeight(ay.frac);
+  const float fx0 = ax.frac, fx1 = ax.frac - 1.0f;
+  const float fy0 = ay.frac, fy1 = ay.frac - 1.0f;
+  const int px0 = perm[ax.cell], px1 = perm[(ax.cell + 1) & 255];
+  const int by0 = ay.cell, by1 = (ay.cell + 1) & 255;
+
+  const float c00 = dot2(px0 + by0, fx0, fy0);
+  const float c10 = dot2(px1 + by0, fx1, fy0);
+  const float c01 = dot2(px0 + by1, fx0, fy1);
+  const float c11 = dot2(px1 + by1, fx1, fy1);
+  return 0.5f + kScale2 * lerp(sy, lerp(sx, c00, c10), lerp(sx, c01, c11));
+}
+
+float fperlinp(const Point* p) {
+  const LatticeAxis ax(p->x), ay(p->y), az(p->z);
+  const float sx = smoothWeight(ax.frac), sy = smoothWeight(ay.frac), sz = smoothWeight(az.frac);
+  const float fx0 = ax.frac, fx1 = ax.frac - 1.0f;
+  const float fy0 = ay.frac, fy1 = ay.frac - 1.0f;
+  const float fz0 = az.frac, fz1 = az.frac - 1.0f;
+  const int px0 = perm[ax.cell], px1 = perm[(ax.cell + 1) & 255];
+  const int by0 = ay.cell, by1 = (ay.cell + 1) & 255;
+  const int bz0 = az.cell, bz1 = (az.cell + 1) & 255;
+  const int h00 = perm[px0 + by0], h10 = perm[px1 + by0];
+  const int h01 = perm[px0 + by1], h11 = perm[px1 + by1];
+
+  const float c000 = dot3(h00 + bz0, fx0, fy0, fz0);
+  const float c100 = dot3(h10 + bz0, fx1, fy0, fz0);
+  const float c010 = dot3(h01 + bz0, fx0, fy1, fz0);
+  const float c110 = dot3(h11 + bz0, fx1, fy1, fz0);
+  const float c001 = dot3(h00 + bz1, fx0, fy0, fz1);
+  const float c101 = dot3(h10 + bz1, fx1, fy0, fz1);
+  const float c011 = dot3(h01 + bz1, fx0, fy1, fz1);
+  const float c111 = dot3(h11 + bz1, fx1, fy1, fz1);
+  const float near = lerp(sy, lerp(sx, c000, c100), lerp(sx, c010, c110));
+  const float far = lerp(sy, lerp(sx, c001, c101), lerp(sx, c011, c111));
+  return 0.5f + kScale3 * lerp(sz, near, far);
+}
+
+float fperlinpf(const Point* p, float t) {
+  const LatticeAxis a[4] = {LatticeAxis(p->x), LatticeAxis(p->y), LatticeAxis(p->z),
+                            LatticeAxis(t)};
+  // Corners in quadlerp order: x fastest, then y, z, w.  The hash chain is
+  // the 3-D one continued: perm[perm[perm[x] + y] + z] + w.
+  float c[16];
+  for (int corner = 0; corner < 16; ++corner) {
+    const int ox = corner & 1, oy = (corner >> 1) & 1, oz = (corner >> 2) & 1,
+              ow = (corner >> 3) & 1;
+    int h = perm[(a[0].cell + ox) & 255];
+    h = perm[h + ((a[1].cell + oy) & 255)];
+    h = perm[h + ((a[2].cell + oz) & 255)];
+    h += (a[3].cell + ow) & 255;
+    c[corner] = dot4(h, a[0].frac - static_cast<float>(ox), a[1].frac - static_cast<float>(oy),
+                     a[2].frac - static_cast<float>(oz), a[3].frac - static_cast<float>(ow));
+  }
+  // Reduce along x, then y, z, w: the pairing bilerp/trilerp/quadlerp use.
+  int n = 16;
+  for (int axis = 0; axis < 4; ++axis) {
+    const float s = smoothWeight(a[axis].frac);
+    n /= 2;
+    for (int i = 0; i < n; ++i) c[i] = lerp(s, c[2 * i], c[2 * i + 1]);
+  }
+  return 0.5f + kScale4 * c[0];
+}
+
+float (*fnoisef)(float) = fperlinf;
+float (*fnoiseff)(float, float) = fperlinff;
+float (*fnoisep)(const Point*) = fperlinp;
+float (*fnoisepf)(const Point*, float) = fperlinpf;
+
+// Periodic noise wraps the argument (fmod: the remainder keeps the sign of
+// the coordinate), not the lattice, and then defers to the current pointer.
+float fpernoisef(float x, float px) {
+  return fnoisef(std::fmod(x, px));
+}
+
+float fpernoiseff(float x, float y, float px, float py) {
+  return fnoiseff(std::fmod(x, px), std::fmod(y, py));
+}
+
+float fpernoisep(const Point* p, const Point* period) {
+  const Point q(std::fmod(p->x, period->x), std::fmod(p->y, period->y), std::fmod(p->z, period->z));
+  return fnoisep(&q);
+}
+
+float fpernoisepf(const Point* p, float t, const Point* pp, float pt) {
+  const Point q(std::fmod(p->x, pp->x), std::fmod(p->y, pp->y), std::fmod(p->z, pp->z));
+  return fnoisepf(&q, std::fmod(t, pt));
+}
+
+// Cell noise chains through cellperm; its entries are at most 4095, so every
+// index stays below the 8192 entries of unif and cellperm.
+float fcellnoisef(float x) {
+  return unif[cellIndex(x)];
+}
+
+float fcellnoiseff(float x, float y) {
+  return unif[cellperm[cellIndex(x)] + cellIndex(y)];
+}
+
+float fcellnoisep(const Point* p) {
+  return unif[cellperm[cellperm[cellIndex(p->x)] + cellIndex(p->y)] + cellIndex(p->z)];
+}
+
+float fcellnoisepf(const Point* p, float t) {
+  const int xyz = cellperm[cellperm[cellperm[cellIndex(p->x)] + cellIndex(p->y)] + cellIndex(p->z)];
+  return unif[xyz + cellIndex(t)];
+}
+
+// Point-valued noise: the float noise at the argument and at two shifted
+// copies of it.  Gradient and periodic noise shift by 123.456 and 456.789,
+// added in double and rounded back to float as a float argument plus a double
+// constant is; cell noise shifts by whole numbers in float.
+namespace {
+
+constexpr double kShiftY = 123.456;
+constexpr double kShiftZ = 456.789;
+
+inline float shifted(float v, double d) {
+  return static_cast<float>(v + d);
+}
+inline Point shifted(const Point& p, double d) {
+  return Point(shifted(p.x, d), shifted(p.y, d), shifted(p.z, d));
+}
+inline Point shifted(const Point& p, float d) {
+  return Point(p.x + d, p.y + d, p.z + d);
+}
+
+}  // namespace
+
+Point pnoisef(float x) {
+  return Point(fnoisef(x), fnoisef(shifted(x, kShiftY)), fnoisef(shifted(x, kShiftZ)));
+}
+
+Point pnoiseff(float x, float y) {
+  return Point(fnoiseff(x, y), fnoiseff(shifted(x, kShiftY), shifted(y, kShiftY)),
+               fnoiseff(shifted(x, kShiftZ), shifted(y, kShiftZ)));
+}
+
+Point pnoisep(const Point* p) {
+  const Point g = shifted(*p, kShiftY), b = shifted(*p, kShiftZ);
+  return Point(fnoisep(p), fnoisep(&g), fnoisep(&b));
+}
+
+Point pnoisepf(const Point* p, float t) {
+  const Point g = shifted(*p, kShiftY), b = shifted(*p, kShiftZ);
+  return Point(fnoisepf(p, t), fnoisepf(&g, shifted(t, kShiftY)),
+               fnoisepf(&b, shifted(t, kShiftZ)));
+}
+
+Point ppernoisef(float x, float px) {
+  return Point(fpernoisef(x, px), fpernoisef(shifted(x, kShiftY), px),
+               fpernoisef(shifted(x, kShiftZ), px));
+}
+
+Point ppernoiseff(float x, float y, float px, float py) {
+  return Point(fpernoiseff(x, y, px, py),
+               fpernoiseff(shifted(x, kShiftY), shifted(y, kShiftY), px, py),
+               fpernoiseff(shifted(x, kShiftZ), shifted(y, kShiftZ), px, py));
+}
+
+Point ppernoisep(const Point* p, const Point* period) {
+  const Point g = shifted(*p, kShiftY), b = shifted(*p, kShiftZ);
+  return Point(fpernoisep(p, period), fpernoisep(&g, period), fpernoisep(&b, period));
+}
+
+Point ppernoisepf(const Point* p, float t, const Point* pp, float pt) {
+  const Point g = shifted(*p, kShiftY), b = shifted(*p, kShiftZ);
+  return Point(fpernoisepf(p, t, pp, pt), fpernoisepf(&g, shifted(t, kShiftY), pp, pt),
+               fpernoisepf(&b, shifted(t, kShiftZ), pp, pt));
+}
+
+Point pcellnoisef(float x) {
+  return Point(fcellnoisef(x), fcellnoisef(x + 123.0f), fcellnoisef(x + 456.0f));
+}
+
+// The two-argument cell forms shift the last argument by 234 and 456 and the
+// others by 123 and 345.
+Point pcellnoiseff(float x, float y) {
+  return Point(fcellnoiseff(x, y), fcellnoiseff(x + 123.0f, y + 234.0f),
+               fcellnoiseff(x + 345.0f, y + 456.0f));
+}
+
+Point pcellnoisep(const Point* p) {
+  const Point g = shifted(*p, 123.0f), b = shifted(*p, 456.0f);
+  return Point(fcellnoisep(p), fcellnoisep(&g), fcellnoisep(&b));
+}
+
+Point pcellnoisepf(const Point* p, float t) {
+  const Point g = shifted(*p, 123.0f), b = shifted(*p, 345.0f);
+  return Point(fcellnoisepf(p, t), fcellnoisepf(&g, t + 234.0f), fcellnoisepf(&b, t + 456.0f));
+}
