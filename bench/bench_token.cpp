@@ -1,5 +1,6 @@
 // Token table lookups, and the named-space projection built on them.
 #include <benchmark/benchmark.h>
+#include <slrt/geometry/space.h>
 #include <slrt/runtime/token.h>
 
 #include <cstdio>
@@ -69,6 +70,44 @@ void BM_FindInlineDeclaration(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(find(text.c_str()));
 }
 BENCHMARK(BM_FindInlineDeclaration);
+
+// A perspective camera chain, as a renderer would set it per frame.
+void setCamera() {
+  gWorldToCamera = Matrix(1.0f).translate(0.5f, -1.0f, 8.0f).rotate(20.0f, 0, 1, 0);
+  gCameraToScreen = Matrix(1.0f).perspective(45.0f, 0.1f, 100.0f);
+  gScreenToNDC = Matrix(1.0f).map(-1.0f, 1.0f, -0.75f, 0.75f, 1, 1);
+  gNDCToRaster = Matrix(1.0f).scale(640.0f, 480.0f, 1.0f);
+  Space::clip(0.1f, 100.0f);
+}
+
+// Names as compiled shaders pass them: interned once, compared by address.
+void BM_ProjectssInterned(benchmark::State& state) {
+  populate();
+  setCamera();
+  const char* world = promote("world");
+  const char* raster = promote("raster");
+  const bool down = state.range(0) != 0;
+  Matrix m;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(down ? projectss(m, world, raster) : projectss(m, raster, world));
+    benchmark::ClobberMemory();
+  }
+  state.SetLabel(down ? "world->raster" : "raster->world (inverts)");
+}
+BENCHMARK(BM_ProjectssInterned)->Arg(1)->Arg(0);
+
+// Plain texts pay a hash and a bucket walk per name.
+void BM_ProjectssText(benchmark::State& state) {
+  populate();
+  setCamera();
+  std::string world = "world", raster = "raster";
+  Matrix m;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(projectss(m, world.c_str(), raster.c_str()));
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(BM_ProjectssText);
 
 // Runs last: it leaves 20000 more records in the table, and chains of the
 // 127 buckets grow with the table (about 160 records each afterwards).
