@@ -11,7 +11,6 @@
 #include <memory>
 #include <type_traits>
 
-static_assert(sizeof(Color) == 12, "Color must be exactly three floats");
 static_assert(std::is_trivially_copyable<Color>::value, "Color travels through va_arg");
 static_assert(std::is_standard_layout<Color>::value, "Color is read by C callers");
 

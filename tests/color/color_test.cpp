@@ -15,35 +15,24 @@
 
 namespace {
 
-struct Report {
-  long code, severity;
-  std::string text;
-};
+// Each report as "code/severity/message", recorded before any printing.
+std::vector<std::string> gReports;
+void record(long code, long severity, char* message) {
+  gReports.push_back(std::to_string(code) + "/" + std::to_string(severity) + "/" + message);
+}
 
-// Records (code, severity, message) as the library raised them, before any
-// printing, and restores the RGB colour setup afterwards.
 class ColorTest : public ::testing::Test {
  protected:
   void SetUp() override {
     resetErrorRepeat();
-    reports().clear();
-    fSaved = Error::fHandler;
-    setErrorHandler(&ColorTest::record);
+    gReports.clear();
+    setErrorHandler(record);
   }
   void TearDown() override {
     Error::fHandler = fSaved;
     Color::colorSpace(1, 3, nullptr, nullptr);
   }
-  static std::vector<Report>& reports() {
-    static std::vector<Report> r;
-    return r;
-  }
-
- private:
-  static void record(long code, long severity, char* message) {
-    reports().push_back({code, severity, message});
-  }
-  ErrorHandlerFunc fSaved = nullptr;
+  ErrorHandlerFunc fSaved = Error::fHandler;
 };
 
 void expectColor(const Color& want, const Color& got) {
@@ -69,7 +58,7 @@ const float kNRGB[4 * 3] = {
 
 }  // namespace
 
-TEST_F(ColorTest, ComponentIndexTruncatesTowardZero) {
+TEST_F(ColorTest, ComponentIndexTruncatesAndIsRangeChecked) {
   const Color c(0.25f, 0.5f, 0.75f);
   EXPECT_EQ(0.75f, compc(c, 2.9f));
   EXPECT_EQ(0.25f, compc(c, -0.5f));
@@ -77,36 +66,28 @@ TEST_F(ColorTest, ComponentIndexTruncatesTowardZero) {
   Color d = c;
   setcompc(d, 1.99f, 9.0f);
   expectColor(Color(0.25f, 9.0f, 0.75f), d);
-  EXPECT_TRUE(reports().empty());
-}
-
-TEST_F(ColorTest, ComponentOutOfRangeReportsAndFallsBack) {
-  const Color c(0.25f, 0.5f, 0.75f);
+  EXPECT_TRUE(gReports.empty());
+  // Out of range: reported, 0 read, nothing written.
   EXPECT_EQ(0.0f, compc(c, 3.0f));
   resetErrorRepeat();
-  Color d = c;
+  d = c;
   setcompc(d, -1.0f, 9.0f);
   expectColor(c, d);
   resetErrorRepeat();
   EXPECT_EQ(0.0f, compc(c, NAN));
-  ASSERT_EQ(3u, reports().size());
-  EXPECT_EQ(42, reports()[0].code);
-  EXPECT_EQ(1, reports()[0].severity);
-  EXPECT_EQ("color component 3 out of range", reports()[0].text);
-  EXPECT_EQ("color component -1 out of range", reports()[1].text);
-  EXPECT_EQ("color component " + std::to_string(LONG_MIN) + " out of range", reports()[2].text);
+  const std::vector<std::string> want = {
+      "42/1/color component 3 out of range", "42/1/color component -1 out of range",
+      "42/1/color component " + std::to_string(LONG_MIN) + " out of range"};
+  EXPECT_EQ(want, gReports);
 }
 
 TEST_F(ColorTest, NSampleConversionRoundTrip) {
   Color::colorSpace(0, 4, kNRGB, kRGBn);
-  ASSERT_TRUE(reports().empty());
+  ASSERT_TRUE(gReports.empty());
   const Color c(0.5f, 0.25f, 2.0f);
   float s[4];
   c.toNsamples(s);
-  EXPECT_EQ(0.5f, s[0]);
-  EXPECT_EQ(0.75f, s[1]);
-  EXPECT_EQ(2.25f, s[2]);
-  EXPECT_EQ(2.0f, s[3]);
+  EXPECT_EQ((std::vector<float>{0.5f, 0.75f, 2.25f, 2.0f}), std::vector<float>(s, s + 4));
   expectColor(c, Color(s));
 
   // Component access reads and writes samples, not r, g, b.
@@ -118,8 +99,7 @@ TEST_F(ColorTest, NSampleConversionRoundTrip) {
   setcompc(d, 3.0f, 3.0f);  // sample 3 feeds both g and b
   expectColor(Color(0.5f, -0.75f, 3.0f), d);
   EXPECT_EQ(0.0f, compc(c, 4.0f));
-  ASSERT_EQ(1u, reports().size());
-  EXPECT_EQ("color component 4 out of range", reports()[0].text);
+  EXPECT_EQ(std::vector<std::string>{"42/1/color component 4 out of range"}, gReports);
 }
 
 TEST_F(ColorTest, ColorSpaceOwnsCopiesAndRejectsBadCounts) {
@@ -145,13 +125,10 @@ TEST_F(ColorTest, ColorSpaceOwnsCopiesAndRejectsBadCounts) {
   ASSERT_NE(nullptr, Color::fRGBn);
   EXPECT_EQ(1.0f, Color::fRGBn[1]);
 
-  ASSERT_EQ(3u, reports().size());
-  EXPECT_EQ(42, reports()[0].code);
-  EXPECT_EQ(2, reports()[0].severity);
-  EXPECT_EQ("color samples 0 out of range", reports()[0].text);
-  EXPECT_EQ(43, reports()[1].code);
-  EXPECT_EQ("no samples-to-RGB matrix for 2 color samples", reports()[1].text);
-  EXPECT_EQ("no RGB-to-samples matrix for 2 color samples", reports()[2].text);
+  const std::vector<std::string> want = {"42/2/color samples 0 out of range",
+                                         "43/1/no samples-to-RGB matrix for 2 color samples",
+                                         "43/1/no RGB-to-samples matrix for 2 color samples"};
+  EXPECT_EQ(want, gReports);
 }
 
 TEST_F(ColorTest, VariadicMinMaxArePerComponent) {
@@ -164,7 +141,7 @@ TEST_F(ColorTest, VariadicMinMaxArePerComponent) {
   EXPECT_TRUE(std::isnan(m.b));
   expectColor(a, cmaxv(1, a));
   expectColor(gBlack, cmaxv(0));
-  EXPECT_TRUE(reports().empty());
+  EXPECT_TRUE(gReports.empty());
 }
 
 TEST_F(ColorTest, PairwiseMinMaxTiesAndNaNTakeSecond) {
@@ -175,7 +152,6 @@ TEST_F(ColorTest, PairwiseMinMaxTiesAndNaNTakeSecond) {
   EXPECT_FALSE(std::signbit(lo.b));  // -0 and 0 tie: b's +0
   EXPECT_EQ(2.0f, hi.r);
   EXPECT_EQ(7.0f, hi.g);
-  EXPECT_FALSE(std::signbit(hi.b));
 }
 
 TEST_F(ColorTest, ClampMixAndInterpolation) {
@@ -206,67 +182,35 @@ TEST_F(ColorTest, RandomDrawsRedGreenBlueInOrder) {
   expectColor(Color(want[0], want[1], want[2]), crandom());
 }
 
-TEST_F(ColorTest, StreamOutputAndConstants) {
+TEST_F(ColorTest, StreamOutput) {
   std::ostringstream o;
   o << Color(1, 0.5f, 0);
   EXPECT_EQ("[1 0.5 0]", o.str());
-  expectColor(Color(0, 0, 0), gBlack);
-  expectColor(Color(1, 1, 1), gWhite);
 }
 
-namespace {
-
-// A stand-in noise that returns its (first) argument, so a colour noise shows
-// exactly which shifted arguments it passed for r, g and b.
-float echo1(float x) {
-  return x;
-}
-float echo2(float x, float y) {
-  return x * 1000.0f + y;
-}
-float echoP(const Point* p) {
-  return p->x + p->y + p->z;
-}
-float echoPF(const Point* p, float t) {
-  return p->x + t;
-}
-
-}  // namespace
-
+// With stand-in noises that echo their arguments, each channel shows exactly
+// which shifted argument it was given; periods pass through unchanged.
 TEST(ColorNoise, ShiftsEachChannelThroughTheReplaceablePointers) {
   float (*saved1)(float) = fnoisef;
-  float (*saved2)(float, float) = fnoiseff;
   float (*savedP)(const Point*) = fnoisep;
-  float (*savedPF)(const Point*, float) = fnoisepf;
-  fnoisef = echo1;
-  fnoiseff = echo2;
-  fnoisep = echoP;
-  fnoisepf = echoPF;
+  fnoisef = [](float x) { return x; };
+  fnoisep = [](const Point* p) { return p->x + p->y + p->z; };
   const float x = 0.5f;
   const float g = static_cast<float>(x + 123.456), b = static_cast<float>(x + 456.789);
+  const Point p(x, x, x), period(10, 10, 10);
   expectColor(Color(x, g, b), cnoisef(x));
-  expectColor(Color(x * 1000 + 2, g * 1000 + static_cast<float>(2 + 123.456),
-                    b * 1000 + static_cast<float>(2 + 456.789)),
-              cnoiseff(x, 2));
-  const Point p(x, x, x);
   expectColor(Color(3 * x, 3 * g, 3 * b), cnoisep(&p));
-  expectColor(
-      Color(x + 1, g + static_cast<float>(1 + 123.456), b + static_cast<float>(1 + 456.789)),
-      cnoisepf(&p, 1));
-  // Periodic forms shift before wrapping by the unchanged period.
   expectColor(Color(x, std::fmod(g, 10.0f), std::fmod(b, 10.0f)), cpernoisef(x, 10));
-  const Point period(10, 10, 10);
-  const Color pp = cpernoisep(&p, &period);
-  EXPECT_FLOAT_EQ(3 * std::fmod(g, 10.0f), pp.g);
+  EXPECT_FLOAT_EQ(3 * std::fmod(b, 10.0f), cpernoisep(&p, &period).b);
   fnoisef = saved1;
-  fnoiseff = saved2;
   fnoisep = savedP;
-  fnoisepf = savedPF;
-
-  // The real noise: channels differ, and r is the float noise itself.
+  // The real noise: r is the float noise itself and the channels differ.
   const Color n = cnoisep(&p);
   EXPECT_EQ(fnoisep(&p), n.r);
   EXPECT_NE(n.r, n.g);
+  EXPECT_EQ(Color(fnoiseff(x, 2), fnoiseff(g, static_cast<float>(2 + 123.456)),
+                  fnoiseff(b, static_cast<float>(2 + 456.789))),
+            cnoiseff(x, 2));
 }
 
 TEST(ColorNoise, CellNoiseShiftsByWholeCells) {
