@@ -75,8 +75,9 @@ class SLRT_API Matrix {
   ///   skew:   code 61, severity 2, "skew basis vectors must be non-zero";
   ///           code 61, severity 2, "skew basis vectors must non-colinear";
   ///           code 42 (kErrRange), severity 2, "invalid skew angle" unless
-  ///           the tilted first vector lies strictly closer (by more than
-  ///           1.1920929e-7 in cosine) to itself than the second one does.
+  ///           the tilt stays short of the second vector: the cosine between
+  ///           the first vector and its tilted image must exceed the cosine
+  ///           between the two vectors by more than 1.1920929e-7.
   Matrix& translate(float tx, float ty, float tz);
   Matrix& scale(float s);
   Matrix& scale(float sx, float sy, float sz);
