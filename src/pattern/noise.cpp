@@ -8,6 +8,9 @@
 #include <slrt/pattern/noise.h>
 
 #include <cmath>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "pattern/noise_pvt.h"
 
@@ -78,6 +81,78 @@ float fperlinff(float x, float y) {
   return 0.5f + kScale2 * lerp(sy, lerp(sx, c00, c10), lerp(sx, c01, c11));
 }
 
+#if defined(__SSE2__)
+// The eight corners go through SSE as two groups of four: the corners at
+// x = 0 and those at x = 1, each ordered (y, z) = (0,0), (0,1), (1,0), (1,1).
+// Lane by lane the arithmetic is the scalar code's, operation for operation
+// (g.x*x + g.y*y, then + g.z*z; p + (q - p) t), so the result is bit-identical
+// to the portable path below.
+float fperlinp(const Point* p) {
+  // The lattice split of all three axes at once, as LatticeAxis does it.  The
+  // packed truncation gives INT32_MIN for NaN and out-of-range lanes, exactly
+  // as truncToInt does.
+  const __m128 xyz = _mm_movelh_ps(
+      _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(&p->x)), _mm_load_ss(&p->z));
+  const __m128 shifted = _mm_add_ps(xyz, _mm_set1_ps(4096.0f));
+  const __m128i i = _mm_cvttps_epi32(shifted);
+  const __m128 f = _mm_sub_ps(shifted, _mm_cvtepi32_ps(i));
+  const __m128 f1 = _mm_sub_ps(f, _mm_set1_ps(1.0f));
+  const __m128 s =
+      _mm_mul_ps(_mm_mul_ps(f, f), _mm_sub_ps(_mm_set1_ps(3.0f), _mm_mul_ps(_mm_set1_ps(2.0f), f)));
+  const __m128i cells = _mm_and_si128(i, _mm_set1_epi32(255));
+  // Unsigned indices all the way, so no sign extension sits on the path.
+  const unsigned cx = static_cast<unsigned>(_mm_cvtsi128_si32(cells));
+  const unsigned cy = static_cast<unsigned>(_mm_extract_epi16(cells, 2));
+  const unsigned cz = static_cast<unsigned>(_mm_extract_epi16(cells, 4));
+
+  const unsigned px0 = perm[cx], px1 = perm[(cx + 1) & 255];
+  const unsigned cy1 = (cy + 1) & 255;
+  const unsigned h00 = perm[px0 + cy], h10 = perm[px1 + cy];
+  const unsigned h01 = perm[px0 + cy1], h11 = perm[px1 + cy1];
+  // Gradient h + cz sits at float 4 (h + cz); every such sum is at most 510,
+  // so the fourth float read (4h + 3) stays inside the table.  It is the next
+  // packed vector's first component and goes unused.
+  const float* z0 = grad3 + 4 * cz;
+  const float* z1 = grad3 + 4 * ((cz + 1) & 255);
+  const __m128 g0 = _mm_loadu_ps(z0 + 4 * h00);
+  const __m128 g1 = _mm_loadu_ps(z1 + 4 * h00);
+  const __m128 g2 = _mm_loadu_ps(z0 + 4 * h01);
+  const __m128 g3 = _mm_loadu_ps(z1 + 4 * h01);
+  const __m128 g4 = _mm_loadu_ps(z0 + 4 * h10);
+  const __m128 g5 = _mm_loadu_ps(z1 + 4 * h10);
+  const __m128 g6 = _mm_loadu_ps(z0 + 4 * h11);
+  const __m128 g7 = _mm_loadu_ps(z1 + 4 * h11);
+  // Transpose to x, y and z rows (the fourth row is not needed).
+  const __m128 a0 = _mm_unpacklo_ps(g0, g1), a1 = _mm_unpacklo_ps(g2, g3);
+  const __m128 a2 = _mm_unpackhi_ps(g0, g1), a3 = _mm_unpackhi_ps(g2, g3);
+  const __m128 b0 = _mm_unpacklo_ps(g4, g5), b1 = _mm_unpacklo_ps(g6, g7);
+  const __m128 b2 = _mm_unpackhi_ps(g4, g5), b3 = _mm_unpackhi_ps(g6, g7);
+
+  // Offsets per lane: y = (fy, fy, fy - 1, fy - 1), z = (fz, fz - 1, fz, fz - 1).
+  const __m128 x01y01 = _mm_unpacklo_ps(f, f1);
+  const __m128 z01 = _mm_unpackhi_ps(f, f1);
+  const __m128 fy = _mm_unpackhi_ps(x01y01, x01y01);
+  const __m128 fz = _mm_movelh_ps(z01, z01);
+  const __m128 lo =
+      _mm_add_ps(_mm_add_ps(_mm_mul_ps(_mm_movelh_ps(a0, a1), _mm_shuffle_ps(f, f, 0x00)),
+                            _mm_mul_ps(_mm_movehl_ps(a1, a0), fy)),
+                 _mm_mul_ps(_mm_movelh_ps(a2, a3), fz));
+  const __m128 hi =
+      _mm_add_ps(_mm_add_ps(_mm_mul_ps(_mm_movelh_ps(b0, b1), _mm_shuffle_ps(f1, f1, 0x00)),
+                            _mm_mul_ps(_mm_movehl_ps(b1, b0), fy)),
+                 _mm_mul_ps(_mm_movelh_ps(b2, b3), fz));
+
+  // Along x, then along y (lanes 0, 1 against 2, 3), leaving z = 0 in lane 0
+  // and z = 1 in lane 1.
+  const __m128 ex = _mm_add_ps(lo, _mm_mul_ps(_mm_sub_ps(hi, lo), _mm_shuffle_ps(s, s, 0x00)));
+  const __m128 ey =
+      _mm_add_ps(ex, _mm_mul_ps(_mm_sub_ps(_mm_movehl_ps(ex, ex), ex), _mm_shuffle_ps(s, s, 0x55)));
+  const float near = _mm_cvtss_f32(ey);
+  const float far = _mm_cvtss_f32(_mm_shuffle_ps(ey, ey, 0x55));
+  const float sz = _mm_cvtss_f32(_mm_movehl_ps(s, s));
+  return 0.5f + kScale3 * lerp(sz, near, far);
+}
+#else
 float fperlinp(const Point* p) {
   const LatticeAxis ax(p->x), ay(p->y), az(p->z);
   const float sx = smoothWeight(ax.frac), sy = smoothWeight(ay.frac), sz = smoothWeight(az.frac);
@@ -102,6 +177,7 @@ float fperlinp(const Point* p) {
   const float far = lerp(sy, lerp(sx, c001, c101), lerp(sx, c011, c111));
   return 0.5f + kScale3 * lerp(sz, near, far);
 }
+#endif
 
 float fperlinpf(const Point* p, float t) {
   const LatticeAxis a[4] = {LatticeAxis(p->x), LatticeAxis(p->y), LatticeAxis(p->z),
