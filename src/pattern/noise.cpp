@@ -180,29 +180,33 @@ float fperlinp(const Point* p) {
 #endif
 
 float fperlinpf(const Point* p, float t) {
-  const LatticeAxis a[4] = {LatticeAxis(p->x), LatticeAxis(p->y), LatticeAxis(p->z),
-                            LatticeAxis(t)};
-  // Corners in quadlerp order: x fastest, then y, z, w.  The hash chain is
-  // the 3-D one continued: perm[perm[perm[x] + y] + z] + w.
+  const LatticeAxis ax(p->x), ay(p->y), az(p->z), aw(t);
+  // The hash chain is the 3-D one continued, perm[perm[perm[x] + y] + z] + w;
+  // shared prefixes are looked up once.  Index bit k of a corner is its
+  // offset along axis k (x fastest, as quadlerp takes them).
+  const unsigned cy[2] = {static_cast<unsigned>(ay.cell),
+                          static_cast<unsigned>((ay.cell + 1) & 255)};
+  const unsigned cz[2] = {static_cast<unsigned>(az.cell),
+                          static_cast<unsigned>((az.cell + 1) & 255)};
+  const unsigned cw[2] = {static_cast<unsigned>(aw.cell),
+                          static_cast<unsigned>((aw.cell + 1) & 255)};
+  const unsigned hx[2] = {perm[ax.cell], perm[(ax.cell + 1) & 255]};
+  unsigned hxy[4], hxyz[8];
+  for (int i = 0; i < 4; ++i) hxy[i] = perm[hx[i & 1] + cy[i >> 1]];
+  for (int i = 0; i < 8; ++i) hxyz[i] = perm[hxy[i & 3] + cz[i >> 2]];
+  const float ox[2] = {ax.frac, ax.frac - 1.0f}, oy[2] = {ay.frac, ay.frac - 1.0f};
+  const float oz[2] = {az.frac, az.frac - 1.0f}, ow[2] = {aw.frac, aw.frac - 1.0f};
   float c[16];
-  for (int corner = 0; corner < 16; ++corner) {
-    const int ox = corner & 1, oy = (corner >> 1) & 1, oz = (corner >> 2) & 1,
-              ow = (corner >> 3) & 1;
-    int h = perm[(a[0].cell + ox) & 255];
-    h = perm[h + ((a[1].cell + oy) & 255)];
-    h = perm[h + ((a[2].cell + oz) & 255)];
-    h += (a[3].cell + ow) & 255;
-    c[corner] = dot4(h, a[0].frac - static_cast<float>(ox), a[1].frac - static_cast<float>(oy),
-                     a[2].frac - static_cast<float>(oz), a[3].frac - static_cast<float>(ow));
-  }
+  for (int i = 0; i < 16; ++i)
+    c[i] =
+        dot4(hxyz[i & 7] + cw[i >> 3], ox[i & 1], oy[(i >> 1) & 1], oz[(i >> 2) & 1], ow[i >> 3]);
   // Reduce along x, then y, z, w: the pairing bilerp/trilerp/quadlerp use.
-  int n = 16;
-  for (int axis = 0; axis < 4; ++axis) {
-    const float s = smoothWeight(a[axis].frac);
-    n /= 2;
-    for (int i = 0; i < n; ++i) c[i] = lerp(s, c[2 * i], c[2 * i + 1]);
-  }
-  return 0.5f + kScale4 * c[0];
+  const float sx = smoothWeight(ax.frac), sy = smoothWeight(ay.frac);
+  const float sz = smoothWeight(az.frac), sw = smoothWeight(aw.frac);
+  for (int i = 0; i < 8; ++i) c[i] = lerp(sx, c[2 * i], c[2 * i + 1]);
+  for (int i = 0; i < 4; ++i) c[i] = lerp(sy, c[2 * i], c[2 * i + 1]);
+  for (int i = 0; i < 2; ++i) c[i] = lerp(sz, c[2 * i], c[2 * i + 1]);
+  return 0.5f + kScale4 * lerp(sw, c[0], c[1]);
 }
 
 float (*fnoisef)(float) = fperlinf;

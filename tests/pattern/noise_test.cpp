@@ -2,6 +2,7 @@
 // defined algorithm written out from the tables, and the noise properties
 // (lattice value, period, continuity, range) that shaders rely on.
 #include <gtest/gtest.h>
+#include <slrt/color/color.h>
 #include <slrt/pattern/noise.h>
 #include <slrt/pattern/scalar.h>
 
@@ -275,6 +276,8 @@ TEST(NoisePointers, ReplacementReachesEveryWrapper) {
   EXPECT_TRUE(r.x == x && r.y == std::fmod(g, 10.0f) && r.z == std::fmod(b, 10.0f));
   r = ppernoiseff(x, 0.0f, 10.0f, 10.0f);
   EXPECT_EQ(r.x, x);
+  const Color c = cnoisep(&p);  // the colour wrappers share the pointers
+  EXPECT_TRUE(c.r == x && c.g == g && c.b == b) << c.r << " " << c.g << " " << c.b;
   fnoisef = fperlinf;
   fnoiseff = fperlinff;
   fnoisep = fperlinp;
