@@ -85,18 +85,6 @@ TEST(SparseConvolutionNoise, MatchesConstruction) {
   }
 }
 
-TEST(SparseConvolutionNoise, SingleImpulseBound) {
-  ImpulseCount keep;
-  gImpulses = 1;
-  float maxAmplitude = 0.0f;
-  for (int i = 0; i < 512; ++i) maxAmplitude = std::max(maxAmplitude, unif5[i][1]);
-  for (float x = -20.0f; x < 20.0f; x += 0.01f) {
-    const float v = flewisf(x);
-    ASSERT_GE(v, 0.0f) << x;
-    ASSERT_LE(v, 3.0f * maxAmplitude * costab[0]) << x;
-  }
-}
-
 TEST(SparseConvolutionNoise, PeriodAndRange) {
   std::mt19937 rng(5);
   std::uniform_int_distribution<int> grid(-6400, 6400);

@@ -285,17 +285,4 @@ TEST(NoisePointers, ReplacementReachesEveryWrapper) {
   EXPECT_EQ(pnoisep(&p).x, fperlinp(&p));
 }
 
-TEST(PointNoise, CellOffsets) {
-  const Point p(1.5f, 2.5f, 3.5f);
-  const Point g(124.5f, 125.5f, 126.5f), b1(346.5f, 347.5f, 348.5f), b2(457.5f, 458.5f, 459.5f);
-  Point r = pcellnoisep(&p);
-  EXPECT_TRUE(r.x == fcellnoisep(&p) && r.y == fcellnoisep(&g) && r.z == fcellnoisep(&b2));
-  r = pcellnoisepf(&p, 0.5f);
-  EXPECT_TRUE(r.y == fcellnoisepf(&g, 234.5f) && r.z == fcellnoisepf(&b1, 456.5f));
-  r = pcellnoiseff(1.5f, 0.5f);
-  EXPECT_TRUE(r.y == fcellnoiseff(124.5f, 234.5f) && r.z == fcellnoiseff(346.5f, 456.5f));
-  r = pcellnoisef(1.5f);
-  EXPECT_TRUE(r.y == fcellnoisef(124.5f) && r.z == fcellnoisef(457.5f));
-}
-
 }  // namespace

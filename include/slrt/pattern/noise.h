@@ -62,6 +62,9 @@ extern SLRT_API const float costab[100];
 /// table is packed by threes: most 3-D gradients are therefore not the stored
 /// unit vectors and lattice hashes of 384 and above meet the zero tail.  That
 /// stride is what gives 3-D noise its look; keep the table and it together.
+/// Each coordinate is moved by 4096 in float before it is split into cell
+/// and offset (so negative inputs floor correctly); offsets inside a cell
+/// therefore step by 2^-11 of a cell near the origin.
 /// Shaders never call these directly: they go through the pointers below.
 SLRT_API float fperlinf(float x);
 SLRT_API float fperlinff(float x, float y);
