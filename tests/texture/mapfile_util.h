@@ -252,8 +252,8 @@ inline RawTiff rawGrey(uint32_t w, uint32_t h, const char* description, uint32_t
 inline bool truncateCopy(const std::string& from, const std::string& to, long bytes) {
   FILE* in = std::fopen(from.c_str(), "rb");
   if (!in) return false;
-  std::vector<char> buf(size_t(bytes > 0 ? bytes : 0));
-  size_t got = std::fread(buf.data(), 1, buf.size(), in);
+  std::vector<char> buf(size_t(bytes > 0 ? bytes : 0) + 1);  // never empty
+  size_t got = std::fread(buf.data(), 1, buf.size() - 1, in);
   std::fclose(in);
   FILE* out = std::fopen(to.c_str(), "wb");
   if (!out) return false;
