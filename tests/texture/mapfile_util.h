@@ -3,15 +3,13 @@
 #ifndef SLRT_TESTS_TEXTURE_MAPFILE_UTIL_H
 #define SLRT_TESTS_TEXTURE_MAPFILE_UTIL_H
 
-#include <dirent.h>
-#include <slrt/runtime/error.h>
 #include <tiffio.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -20,73 +18,22 @@
 
 namespace maptest {
 
-/// Records every report as "<code>|<severity>|<message>" while alive (the
-/// handler level, so the exact code is seen too), starting after a repeat
-/// barrier so that an identical earlier report cannot swallow the first one.
-class ReportLog {
- public:
-  ReportLog() : fSaved(Error::fHandler) {
-    resetErrorRepeat();
-    current() = this;
-    setErrorHandler(&ReportLog::record);
-  }
-  ~ReportLog() {
-    Error::fHandler = fSaved;
-    current() = nullptr;
-  }
-  ReportLog(const ReportLog&) = delete;
-  ReportLog& operator=(const ReportLog&) = delete;
-  const std::vector<std::string>& lines() const { return fLines; }
-  std::string text() const {
-    std::string all;
-    for (const std::string& l : fLines) all += (all.empty() ? "" : "\n") + l;
-    return all;
-  }
-  bool has(const std::string& line) const {
-    return std::find(fLines.begin(), fLines.end(), line) != fLines.end();
-  }
-  void clear() {
-    fLines.clear();
-    resetErrorRepeat();
-  }
+/// True when the captured output holds `line` ("<severity>|<text>").
+inline bool has(const ErrorCapture& cap, const std::string& line) {
+  return cap.text().find(line) != std::string::npos;
+}
 
- private:
-  static ReportLog*& current() {
-    static ReportLog* log = nullptr;
-    return log;
-  }
-  static void record(long code, long severity, char* message) {
-    if (current())
-      current()->fLines.push_back(std::to_string(code) + "|" + std::to_string(severity) + "|" +
-                                  (message ? message : "(null)"));
-  }
-  std::vector<std::string> fLines;
-  ErrorHandlerFunc fSaved;
-};
-
-/// A fresh folder under $TMPDIR (or /tmp), removed with its files.
+/// A fresh folder under /tmp, removed with its files.
 class TempDir {
  public:
   TempDir() {
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/slrt-map-XXXXXX";
-    std::vector<char> buf(pattern.begin(), pattern.end());
-    buf.push_back('\0');
-    if (mkdtemp(buf.data())) fPath = buf.data();
+    char pattern[] = "/tmp/slrt-map-XXXXXX";
+    if (mkdtemp(pattern)) fPath = pattern;
   }
   ~TempDir() {
-    if (fPath.empty()) return;
-    if (DIR* d = opendir(fPath.c_str())) {
-      while (dirent* e = readdir(d)) {
-        std::string n = e->d_name;
-        if (n != "." && n != "..") std::remove((fPath + "/" + n).c_str());
-      }
-      closedir(d);
-    }
-    rmdir(fPath.c_str());
+    std::error_code ec;
+    if (!fPath.empty()) std::filesystem::remove_all(fPath, ec);
   }
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
   const std::string& path() const { return fPath; }
   std::string file(const std::string& name) const { return fPath + "/" + name; }
 
@@ -133,10 +80,7 @@ inline bool writeMap(const std::string& path, const MapFile& m) {
     TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
     TIFFSetField(tif, TIFFTAG_PHOTOMETRIC,
                  m.samples >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
-    if (m.samples == 2 || m.samples == 4) {
-      uint16_t extra = EXTRASAMPLE_ASSOCALPHA;
-      TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, &extra);
-    } else if (m.samples > 4) {
+    if (m.samples > 3) {
       std::vector<uint16_t> extra(m.samples - 3, EXTRASAMPLE_UNSPECIFIED);
       TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, uint16_t(extra.size()), extra.data());
     }
@@ -168,109 +112,59 @@ inline bool writeMap(const std::string& path, const MapFile& m) {
   return true;
 }
 
-/// Byte-level writer for files libtiff would refuse to write: a little-endian
-/// header and one directory of the given entries, the first directory offset
-/// overridable (0 gives a file libtiff opens without any message).
-class RawTiff {
- public:
-  void entry(uint16_t tag, uint16_t type, uint32_t count, uint32_t value) {
-    fEntries.push_back({tag, type, count, value});
-  }
-  /// An ASCII entry whose text is stored after the directory.
-  void text(uint16_t tag, const std::string& s) { fTexts.push_back({tag, s}); }
-  bool write(const std::string& path, int64_t firstOffset = -1) const {
-    std::vector<uint8_t> b = {'I', 'I', 42, 0, 0, 0, 0, 0};
-    size_t n = fEntries.size() + fTexts.size();
-    uint32_t ifd = 8, after = uint32_t(8 + 2 + 12 * n + 4);
-    put32(b, 4, firstOffset >= 0 ? uint32_t(firstOffset) : ifd);
-    std::vector<Entry> all = fEntries;
-    std::vector<uint8_t> tail;
-    for (const auto& t : fTexts) {
-      uint32_t at = after + uint32_t(tail.size());
-      all.push_back({t.first, 2, uint32_t(t.second.size() + 1), at});
-      tail.insert(tail.end(), t.second.begin(), t.second.end());
-      tail.push_back(0);
-    }
-    std::sort(all.begin(), all.end(), [](const Entry& a, const Entry& c) { return a.tag < c.tag; });
-    b.resize(after);
-    put16(b, 8, uint16_t(n));
-    for (size_t i = 0; i < all.size(); ++i) {
-      size_t o = 10 + 12 * i;
-      put16(b, o, all[i].tag);
-      put16(b, o + 2, all[i].type);
-      put32(b, o + 4, all[i].count);
-      if (all[i].type == 3 && all[i].count == 1) {
-        put16(b, o + 8, uint16_t(all[i].value));
-      } else {
-        put32(b, o + 8, all[i].value);
-      }
-    }
-    put32(b, 10 + 12 * n, 0);
-    b.insert(b.end(), tail.begin(), tail.end());
-    b.resize(b.size() + 64, 0x55);  // a little pixel data to point at
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (!f) return false;
-    bool ok = std::fwrite(b.data(), 1, b.size(), f) == b.size();
-    return std::fclose(f) == 0 && ok;
-  }
-
- private:
+/// Writes, byte by byte, what libtiff would refuse to write: a little-endian
+/// file of one 8-bit grey directory of w x h whose single strip starts at
+/// stripOffset, with the description tag when given.  firstOffset replaces
+/// the first directory's offset (0 gives a file libtiff gives up on without a
+/// word).  64 filler bytes follow the directory.
+inline bool writeRawGrey(const std::string& path, uint32_t w, uint32_t h, const char* description,
+                         uint32_t stripOffset = 8, int64_t firstOffset = -1) {
+  std::string desc = description ? description : "";
   struct Entry {
     uint16_t tag, type;
     uint32_t count, value;
   };
-  static void put16(std::vector<uint8_t>& b, size_t o, uint16_t v) {
-    b[o] = uint8_t(v);
-    b[o + 1] = uint8_t(v >> 8);
+  std::vector<Entry> e = {{256, 4, 1, w}, {257, 4, 1, h}, {258, 3, 1, 8},
+                          {259, 3, 1, 1}, {262, 3, 1, 1}, {273, 4, 1, stripOffset},
+                          {277, 3, 1, 1}, {278, 4, 1, h}, {279, 4, 1, 16}};
+  uint32_t after = uint32_t(8 + 2 + 12 * (e.size() + (description ? 1 : 0)) + 4);
+  if (description) e.push_back({33302, 2, uint32_t(desc.size() + 1), after});
+  std::vector<uint8_t> b;
+  auto put = [&b](uint32_t v, int bytes) {
+    for (int i = 0; i < bytes; ++i) b.push_back(uint8_t(v >> (8 * i)));
+  };
+  b = {'I', 'I', 42, 0};
+  put(firstOffset >= 0 ? uint32_t(firstOffset) : 8u, 4);
+  put(uint32_t(e.size()), 2);
+  for (const Entry& x : e) {
+    put(x.tag, 2);
+    put(x.type, 2);
+    put(x.count, 4);
+    put(x.value, 4);  // little-endian: a SHORT value sits in the first two bytes
   }
-  static void put32(std::vector<uint8_t>& b, size_t o, uint32_t v) {
-    for (int i = 0; i < 4; ++i) b[o + i] = uint8_t(v >> (8 * i));
-  }
-  std::vector<Entry> fEntries;
-  std::vector<std::pair<uint16_t, std::string>> fTexts;
-};
-
-/// A one-directory 8-bit grey image of w x h whose single strip points at
-/// stripOffset (by default bytes inside the file); the description tag is written when
-/// given.
-inline RawTiff rawGrey(uint32_t w, uint32_t h, const char* description, uint32_t stripOffset = 8) {
-  RawTiff r;
-  r.entry(256, 4, 1, w);
-  r.entry(257, 4, 1, h);
-  r.entry(258, 3, 1, 8);
-  r.entry(259, 3, 1, 1);
-  r.entry(262, 3, 1, 1);
-  r.entry(273, 4, 1, stripOffset);  // by default, bytes inside the file
-  r.entry(277, 3, 1, 1);
-  r.entry(278, 4, 1, h);
-  r.entry(279, 4, 1, 16);
-  if (description) r.text(33302, description);
-  return r;
+  put(0, 4);
+  b.insert(b.end(), desc.begin(), desc.end());
+  if (description) b.push_back(0);
+  b.resize(b.size() + 64, 0x55);
+  FILE* f = std::fopen(path.c_str(), "wb");
+  if (!f) return false;
+  bool ok = std::fwrite(b.data(), 1, b.size(), f) == b.size();
+  return std::fclose(f) == 0 && ok;
 }
 
-/// Copies the first `bytes` bytes of a file to another.
-inline bool truncateCopy(const std::string& from, const std::string& to, long bytes) {
-  FILE* in = std::fopen(from.c_str(), "rb");
-  if (!in) return false;
-  std::vector<char> buf(size_t(bytes > 0 ? bytes : 0) + 1);  // never empty
-  size_t got = std::fread(buf.data(), 1, buf.size() - 1, in);
-  std::fclose(in);
-  FILE* out = std::fopen(to.c_str(), "wb");
-  if (!out) return false;
-  bool ok = std::fwrite(buf.data(), 1, got, out) == got;
-  return std::fclose(out) == 0 && ok;
+/// A copy of a file cut to its first `bytes` bytes.
+inline void truncateCopy(const std::string& from, const std::string& to, long bytes) {
+  std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing);
+  std::filesystem::resize_file(to, uintmax_t(bytes));
 }
 
 /// Number of open descriptors of this process.
 inline int openDescriptors() {
   int n = 0;
-  if (DIR* d = opendir("/proc/self/fd")) {
-    while (dirent* e = readdir(d))
-      if (e->d_name[0] != '.') ++n;
-    closedir(d);
-    --n;  // the descriptor of the listing itself
-  }
-  return n;
+  for (auto it = std::filesystem::directory_iterator("/proc/self/fd");
+       it != std::filesystem::directory_iterator(); ++it)
+    ++n;
+  return n - 1;  // the listing's own descriptor
 }
 
 }  // namespace maptest
