@@ -2,8 +2,11 @@
 // layout and several tile and strip shapes, and on hostile directories.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -319,6 +322,171 @@ TEST_F(RGBAFloatReader, FloatSamplesAreCopiedUnscaled) {
             }
           }
       }
+}
+
+}  // namespace
+
+namespace {
+
+struct HostileCase {
+  std::string name;
+  Layout layout;
+  std::function<void(TIFF*)> tamper;  // changes made to the open directory, if any
+  std::string message;
+};
+
+Layout layoutOf(uint16_t photometric, uint16_t bps, uint16_t spp) {
+  Layout l;
+  l.width = 40;
+  l.height = 30;
+  l.photometric = photometric;
+  l.bps = bps;
+  l.spp = spp;
+  return l;
+}
+
+std::vector<HostileCase> hostileCases() {
+  std::vector<HostileCase> cases;
+  auto add = [&](std::string name, Layout l, std::string message,
+                 std::function<void(TIFF*)> tamper = nullptr) {
+    cases.push_back({std::move(name), l, std::move(tamper), std::move(message)});
+  };
+  add("bits12", layoutOf(PHOTOMETRIC_MINISBLACK, 12, 1),
+      "Sorry, can not handle images with 12-bit samples");
+  add("uint32", layoutOf(PHOTOMETRIC_MINISBLACK, 32, 1),
+      "Sorry, can not handle images with 32-bit samples");
+  Layout half = layoutOf(PHOTOMETRIC_RGB, 16, 3);
+  half.sampleformat = SAMPLEFORMAT_IEEEFP;
+  add("half", half, "Sorry, can not handle images with 16-bit samples");
+  add("lab", layoutOf(PHOTOMETRIC_CIELAB, 8, 3),
+      "Sorry, can not handle image with PhotometricInterpretation=8");
+  add("rgb2", layoutOf(PHOTOMETRIC_RGB, 8, 2),
+      "Sorry, can not handle RGB image with Color channels=2");
+  Layout rgbExtra = layoutOf(PHOTOMETRIC_RGB, 8, 4);
+  rgbExtra.extra = {EXTRASAMPLE_UNSPECIFIED, EXTRASAMPLE_UNSPECIFIED};
+  add("rgbextras", rgbExtra, "Sorry, can not handle RGB image with Color channels=2");
+  Layout inks = layoutOf(PHOTOMETRIC_SEPARATED, 8, 4);
+  inks.inkset = INKSET_MULTIINK;
+  add("inkset", inks, "Sorry, can not handle separated image with InkSet=2");
+  add("cmy", layoutOf(PHOTOMETRIC_SEPARATED, 8, 3),
+      "Sorry, can not handle separated image with Samples/pixel=3");
+  add("grey4x2", layoutOf(PHOTOMETRIC_MINISBLACK, 4, 2),
+      "Sorry, can not handle contiguous data with Samples/pixel=2, and Bits/sample=4");
+  Layout ycc = layoutOf(PHOTOMETRIC_YCBCR, 8, 3);
+  ycc.planar = PLANARCONFIG_SEPARATE;
+  ycc.ycbcrH = ycc.ycbcrV = 2;
+  add("ycbcr22s", ycc, "Sorry, can not handle YCbCr images with Planarconfiguration=2");
+  add("rgb4", layoutOf(PHOTOMETRIC_RGB, 4, 3),
+      "No \"put\" routine setup; probably can not handle image format");
+  add("ycbcr16", layoutOf(PHOTOMETRIC_YCBCR, 16, 3),
+      "No \"put\" routine setup; probably can not handle image format",
+      [](TIFF* tif) { TIFFSetField(tif, TIFFTAG_YCBCRSUBSAMPLING, 1, 1); });
+  add("nocolormap", layoutOf(PHOTOMETRIC_MINISBLACK, 8, 1), "Missing required \"Colormap\" tag",
+      [](TIFF* tif) { TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_PALETTE); });
+  // libtiff itself calls the second sample of grey data an extra sample;
+  // with that undone, two colour channels and no photometric tag remain.
+  add("nophotometric", layoutOf(PHOTOMETRIC_MINISBLACK, 8, 2),
+      "Missing needed PhotometricInterpretation tag", [](TIFF* tif) {
+        TIFFUnsetField(tif, TIFFTAG_PHOTOMETRIC);
+        TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 0, nullptr);
+      });
+  // Tiles and strips claiming gigabytes: refused before any allocation.
+  Layout bigTile = layoutOf(PHOTOMETRIC_RGB, 8, 3);
+  bigTile.tileWidth = bigTile.tileHeight = 64;
+  add("hugetile", bigTile, "No space for tile buffer", [](TIFF* tif) {
+    TIFFSetField(tif, TIFFTAG_TILEWIDTH, 1u << 20);
+    TIFFSetField(tif, TIFFTAG_TILELENGTH, 1u << 16);
+  });
+  Layout wide = layoutOf(PHOTOMETRIC_RGB, 16, 4);
+  wide.compression = COMPRESSION_ADOBE_DEFLATE;
+  wide.rowsPerStrip = 64;
+  add("hugestrip", wide, "No space for strip buffer",
+      [](TIFF* tif) { TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 1u << 22); });
+  return cases;
+}
+
+TEST_F(RGBAFloatReader, RefusesWhatItCannotDecodeWithTheInterfaceMessage) {
+  for (const HostileCase& c : hostileCases()) {
+    SCOPED_TRACE(c.name);
+    const std::string path = fDir.file(c.name + ".tif");
+    {
+      tiffwrite::TiffMessages quiet;  // the writer's own complaints are not under test
+      ASSERT_TRUE(
+          tiffwrite::writeTiff(path, c.layout, [](uint32_t, uint32_t, uint16_t) { return 1; }));
+    }
+    tiffwrite::TiffMessages messages;
+    TIFF* tif = TIFFOpen(path.c_str(), "r");
+    ASSERT_NE(tif, nullptr);
+    if (c.tamper) c.tamper(tif);
+    messages.errors.clear();
+    std::vector<float> raster(64 * 64 * 4, kSentinel);
+    EXPECT_EQ(readRGBAFloatRect(tif, 0, 0, 63, 63, raster.data()), 0);
+    TIFFClose(tif);
+    EXPECT_EQ(messages.errors, std::vector<std::string>{path + ": " + c.message});
+    EXPECT_EQ(std::count(raster.begin(), raster.end(), kSentinel), long(raster.size()));
+  }
+}
+
+// Compressed data cut short or overwritten: libtiff reports the decoding
+// error, the reader returns 0 and leaves the tiles it could not decode alone.
+TEST_F(RGBAFloatReader, CorruptDataFailsWithoutTouchingThePixels) {
+  Layout l = layoutOf(PHOTOMETRIC_RGB, 8, 3);
+  l.width = l.height = 64;
+  l.tileWidth = l.tileHeight = 64;
+  l.compression = COMPRESSION_ADOBE_DEFLATE;
+  const std::string path = fDir.file("corrupt.tif");
+  ASSERT_TRUE(tiffwrite::writeTiff(path, l, codes(8)));
+  uint64_t* offsets = nullptr;
+  uint64_t* counts = nullptr;
+  {
+    TIFF* tif = TIFFOpen(path.c_str(), "r");
+    ASSERT_TRUE(TIFFGetField(tif, TIFFTAG_TILEOFFSETS, &offsets));
+    ASSERT_TRUE(TIFFGetField(tif, TIFFTAG_TILEBYTECOUNTS, &counts));
+    const uint64_t at = offsets[0] + counts[0] / 4, n = counts[0] / 2;
+    TIFFClose(tif);
+    FILE* f = std::fopen(path.c_str(), "r+b");
+    ASSERT_NE(f, nullptr);
+    std::fseek(f, long(at), SEEK_SET);
+    const std::vector<uint8_t> junk(n, 0xA5);
+    std::fwrite(junk.data(), 1, junk.size(), f);
+    std::fclose(f);
+  }
+  tiffwrite::TiffMessages messages;
+  TIFF* tif = TIFFOpen(path.c_str(), "r");
+  ASSERT_NE(tif, nullptr);
+  std::vector<float> raster(64 * 64 * 4, kSentinel);
+  EXPECT_EQ(readRGBAFloatRect(tif, 0, 0, 63, 63, raster.data()), 0);
+  TIFFClose(tif);
+  EXPECT_FALSE(messages.errors.empty());
+  EXPECT_EQ(std::count(raster.begin(), raster.end(), kSentinel), long(raster.size()));
+  EXPECT_EQ(readRGBAFloatRect(nullptr, 0, 0, 63, 63, raster.data()), 0);
+}
+
+// The raster is one 64 x 64 tile: larger or misplaced rectangles are cut to
+// it and to the image, never written past.
+TEST_F(RGBAFloatReader, RectanglesAreCutToTheTileAndTheImage) {
+  Layout l = layoutOf(PHOTOMETRIC_MINISBLACK, 8, 1);
+  l.width = 100;
+  l.height = 70;
+  const std::string path = fDir.file("grey.tif");
+  ASSERT_TRUE(tiffwrite::writeTiff(path, l,
+                                   [](uint32_t x, uint32_t y, uint16_t) { return (x + y) % 256; }));
+  TIFF* tif = TIFFOpen(path.c_str(), "r");
+  ASSERT_NE(tif, nullptr);
+  std::vector<float> raster(64 * 64 * 4, kSentinel);
+  EXPECT_EQ(readRGBAFloatRect(tif, 50, 10, 5000, 5000, raster.data()), 1);
+  for (uint32_t y = 0; y < 64; ++y)
+    for (uint32_t x = 0; x < 64; ++x) {
+      const float* p = &raster[(y * 64 + x) * 4];
+      const bool inside = 50 + x < 100 && 10 + y < 70;
+      EXPECT_NEAR(p[0], inside ? float((60 + x + y) % 256) / 255.0f : kSentinel, 1e-6f)
+          << x << ", " << y;
+    }
+  std::fill(raster.begin(), raster.end(), kSentinel);
+  EXPECT_EQ(readRGBAFloatRect(tif, 100, 0, 163, 63, raster.data()), 1);
+  EXPECT_EQ(readRGBAFloatRect(tif, 20, 20, 10, 10, raster.data()), 1);
+  TIFFClose(tif);
+  EXPECT_EQ(std::count(raster.begin(), raster.end(), kSentinel), long(raster.size()));
 }
 
 }  // namespace

@@ -64,7 +64,7 @@ inline void putSample(std::vector<uint8_t>& buf, size_t rowStart, size_t index, 
   } else if (l.bps == 16) {
     const uint16_t u = uint16_t(v);
     std::memcpy(&buf[rowStart + index * 2], &u, 2);
-  } else {
+  } else if (l.bps == 1 || l.bps == 2 || l.bps == 4 || l.bps == 8) {
     const size_t bit = index * l.bps;
     const unsigned code = unsigned(v) & ((1u << l.bps) - 1);
     buf[rowStart + bit / 8] |= uint8_t(code << (8 - l.bps - bit % 8));
