@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <string>
 #include <vector>
+#include "texture/map_pvt.h"
 
 namespace {
 
@@ -34,7 +35,7 @@ struct BenchMap {
     TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
     TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
     TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 16);
-    TIFFSetField(tif, TIFFTAG_PIXAR_TEXTUREFORMAT, "Plain single");
+    TIFFSetField(tif, slrt_detail::kTagTextureFormat, "Plain single");
     std::vector<uint8_t> row(w);
     for (uint32_t y = 0; y < h; ++y) {
       for (uint32_t x = 0; x < w; ++x) row[x] = uint8_t(x ^ y);

@@ -271,7 +271,7 @@ void CubeEnvMap::sttoraster(unsigned short level, float s, float t, float& x, fl
 short CubeEnvMap::parseSpecific() {
   fovCot = 1.0f;
   float cot = 0.0f;
-  if (tiff && TIFFGetField(tiff, TIFFTAG_PIXAR_FOVCOT, &cot)) fovCot = cot;
+  if (tiff && TIFFGetField(tiff, slrt_detail::kTagFovCot, &cot)) fovCot = cot;
   return 1;
 }
 void CubeEnvMap::selectFace(Point&, Point&, Point&, Point&) {}
@@ -286,11 +286,11 @@ ShadowMap::ShadowMap(const char* n, const char* p) : Map(n, p) {
 ShadowMap::~ShadowMap() = default;
 short ShadowMap::parseSpecific() {
   float* values = nullptr;
-  if (!tiff || !TIFFGetField(tiff, TIFFTAG_PIXAR_MATRIX_WORLDTOSCREEN, &values) || !values)
+  if (!tiff || !TIFFGetField(tiff, slrt_detail::kTagWorldToScreen, &values) || !values)
     return 0;
   worldToScreen = Matrix(values);
   values = nullptr;
-  if (!TIFFGetField(tiff, TIFFTAG_PIXAR_MATRIX_WORLDTOCAMERA, &values) || !values) return 0;
+  if (!TIFFGetField(tiff, slrt_detail::kTagWorldToCamera, &values) || !values) return 0;
   worldToCamera = Matrix(values);
   return 1;
 }

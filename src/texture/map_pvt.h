@@ -8,6 +8,18 @@
 
 namespace slrt_detail {
 
+/// The map file's private tags.  libtiff registers these numbers itself (with
+/// their types), so the library only names them.
+enum : uint32_t {
+  kTagFullWidth = 33300,      ///< uint32: width of the whole image a level represents
+  kTagFullLength = 33301,     ///< uint32: height of the whole image
+  kTagTextureFormat = 33302,  ///< ASCII: map description
+  kTagWrapModes = 33303,      ///< ASCII: "smode,tmode"
+  kTagFovCot = 33304,         ///< float: field-of-view cotangent of cube faces
+  kTagWorldToScreen = 33305,  ///< 16 floats: shadow map's world-to-screen matrix
+  kTagWorldToCamera = 33306,  ///< 16 floats: shadow map's world-to-camera matrix
+};
+
 /// TIFFOpen(path, "r"), reporting "%s: cannot open map file" (code 4,
 /// severity 2) after whatever libtiff said when the open fails.  A null path
 /// gives null without a report.

@@ -48,8 +48,8 @@ LevelSize readLevelSize(TIFF* tif) {
   LevelSize s;
   TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &s.width);
   TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &s.height);
-  if (!TIFFGetField(tif, TIFFTAG_PIXAR_IMAGEFULLWIDTH, &s.fullWidth)) s.fullWidth = s.width;
-  if (!TIFFGetField(tif, TIFFTAG_PIXAR_IMAGEFULLLENGTH, &s.fullHeight)) s.fullHeight = s.height;
+  if (!TIFFGetField(tif, slrt_detail::kTagFullWidth, &s.fullWidth)) s.fullWidth = s.width;
+  if (!TIFFGetField(tif, slrt_detail::kTagFullLength, &s.fullHeight)) s.fullHeight = s.height;
   return s;
 }
 
@@ -90,7 +90,7 @@ bool describe(TIFF* tif, const char* name, const char* path, std::unique_ptr<Map
   std::vector<char> desc;
   const char* first = nullptr;
   char* save = nullptr;
-  if (copyTag(tif, TIFFTAG_PIXAR_TEXTUREFORMAT, desc)) first = strtok_r(desc.data(), " \t", &save);
+  if (copyTag(tif, slrt_detail::kTagTextureFormat, desc)) first = strtok_r(desc.data(), " \t", &save);
   if (!first) {
     map.reset(new TextureMap(name, path));
     return false;
@@ -106,7 +106,7 @@ bool describe(TIFF* tif, const char* name, const char* path, std::unique_ptr<Map
   if (!last || !kindOf(last, map->kind)) return false;
 
   std::vector<char> wraps;
-  if (copyTag(tif, TIFFTAG_PIXAR_WRAPMODES, wraps)) {
+  if (copyTag(tif, slrt_detail::kTagWrapModes, wraps)) {
     static const char* const modes[] = {promote("periodic"), promote("clamp"), promote("black")};
     auto valid = [](const char* m) { return m == modes[0] || m == modes[1] || m == modes[2]; };
     // Split at the first comma: everything after it is the t word, so a

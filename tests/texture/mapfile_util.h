@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "support/capture.h"
+#include "texture/map_pvt.h"
 
 namespace maptest {
 
@@ -85,14 +86,14 @@ inline bool writeMap(const std::string& path, const MapFile& m) {
       TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, uint16_t(extra.size()), extra.data());
     }
     TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, lv.height);
-    if (lv.fullWidth >= 0) TIFFSetField(tif, TIFFTAG_PIXAR_IMAGEFULLWIDTH, uint32_t(lv.fullWidth));
+    if (lv.fullWidth >= 0) TIFFSetField(tif, slrt_detail::kTagFullWidth, uint32_t(lv.fullWidth));
     if (lv.fullLength >= 0)
-      TIFFSetField(tif, TIFFTAG_PIXAR_IMAGEFULLLENGTH, uint32_t(lv.fullLength));
-    if (m.description) TIFFSetField(tif, TIFFTAG_PIXAR_TEXTUREFORMAT, m.description);
-    if (m.wraps) TIFFSetField(tif, TIFFTAG_PIXAR_WRAPMODES, m.wraps);
-    if (m.fovCot) TIFFSetField(tif, TIFFTAG_PIXAR_FOVCOT, double(*m.fovCot));
-    if (m.worldToScreen) TIFFSetField(tif, TIFFTAG_PIXAR_MATRIX_WORLDTOSCREEN, m.worldToScreen);
-    if (m.worldToCamera) TIFFSetField(tif, TIFFTAG_PIXAR_MATRIX_WORLDTOCAMERA, m.worldToCamera);
+      TIFFSetField(tif, slrt_detail::kTagFullLength, uint32_t(lv.fullLength));
+    if (m.description) TIFFSetField(tif, slrt_detail::kTagTextureFormat, m.description);
+    if (m.wraps) TIFFSetField(tif, slrt_detail::kTagWrapModes, m.wraps);
+    if (m.fovCot) TIFFSetField(tif, slrt_detail::kTagFovCot, double(*m.fovCot));
+    if (m.worldToScreen) TIFFSetField(tif, slrt_detail::kTagWorldToScreen, m.worldToScreen);
+    if (m.worldToCamera) TIFFSetField(tif, slrt_detail::kTagWorldToCamera, m.worldToCamera);
     std::vector<uint8_t> row(size_t(lv.width) * m.samples);
     for (uint32_t y = 0; y < lv.height; ++y) {
       for (uint32_t x = 0; x < lv.width; ++x)
