@@ -23,4 +23,8 @@
 #include <slrt/pattern/spline.h>
 #include <slrt/pattern/noise.h>
 
+// Texture, environment and shadow maps.
+#include <slrt/texture/map.h>
+#include <slrt/texture/cache.h>
+
 #endif  // SLRT_SLRT_H
