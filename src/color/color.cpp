@@ -11,6 +11,8 @@
 #include <memory>
 #include <type_traits>
 
+#include "runtime/scratch_pvt.h"
+
 static_assert(std::is_trivially_copyable<Color>::value, "Color travels through va_arg");
 static_assert(std::is_standard_layout<Color>::value, "Color is read by C callers");
 
@@ -32,25 +34,7 @@ constexpr long kMaxColorSamples = 65536;
 // is a corrupt argument, refused before anything is allocated.
 constexpr long kMaxVarColors = 65536;
 
-// Scratch floats for one call: on the stack for the usual small counts, on
-// the free store beyond.
-class Scratch {
- public:
-  explicit Scratch(long n) : fData(fLocal) {
-    if (n > kLocal) {
-      fHeap.reset(new float[static_cast<size_t>(n)]);
-      fData = fHeap.get();
-    }
-  }
-  float* data() { return fData; }
-  float& operator[](long i) { return fData[i]; }
-
- private:
-  static constexpr long kLocal = 32;
-  float fLocal[kLocal];
-  std::unique_ptr<float[]> fHeap;
-  float* fData;
-};
+using slrt_detail::Scratch;
 
 float* copyMatrix(long n, const float* m) {
   if (!m) return nullptr;

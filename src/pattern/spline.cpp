@@ -7,6 +7,8 @@
 #include <cstring>
 #include <memory>
 
+#include "runtime/scratch_pvt.h"
+
 namespace {
 
 enum class Basis { kCatmullRom, kBSpline, kBezier, kHermite, kLinear };
@@ -61,23 +63,7 @@ float cubic(float a, float b, float c, float d, float u) {
 // Larger counts are a corrupt argument list, refused before allocating.
 constexpr long kMaxVarValues = 65536;
 
-class Scratch {
- public:
-  explicit Scratch(long n) : fData(fLocal) {
-    if (n > kLocal) {
-      fHeap.reset(new float[static_cast<size_t>(n)]);
-      fData = fHeap.get();
-    }
-  }
-  float* data() { return fData; }
-  float& operator[](long i) { return fData[i]; }
-
- private:
-  static constexpr long kLocal = 32;
-  float fLocal[kLocal];
-  std::unique_ptr<float[]> fHeap;
-  float* fData;
-};
+using slrt_detail::Scratch;
 
 bool countTooLarge(const char* name, long n) {
   if (n <= kMaxVarValues) return false;
