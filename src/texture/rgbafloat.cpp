@@ -18,6 +18,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "texture/rgbafloat_pvt.h"
 
@@ -108,6 +109,26 @@ inline T load(const uint8_t* p) {
   return v;
 }
 
+// 8-bit codes scaled to [0, 1]: a table lookup is cheaper than converting
+// and multiplying, and gives the correctly rounded quotient code / 255.
+struct UnitTable8 {
+  float value[256];
+  constexpr UnitTable8() : value() {
+    for (int i = 0; i < 256; ++i) value[i] = float(i) / 255.0f;
+  }
+};
+constexpr UnitTable8 kUnit8;
+
+// A sample scaled to [0, 1] by the image's largest value (scale is its
+// reciprocal; 1 for float samples).
+template <typename T>
+inline float unit(T v, float scale) {
+  if constexpr (std::is_same_v<T, uint8_t>)
+    return kUnit8.value[v];
+  else
+    return float(v) * scale;
+}
+
 inline float clamp255(float v) {
   return v > 0.0f ? (v < 255.0f ? v : 255.0f) : 0.0f;
 }
@@ -128,14 +149,14 @@ inline void ycbcrToFloat(const YCbCrTables& t, unsigned y, unsigned cb, unsigned
 template <typename T, Alpha A>
 struct GreyPixel {
   using Sample = T;
-  float bias, scale, alphaScale;
+  float bias, sign, scale;
   explicit GreyPixel(const RGBAFloatImage& img)
-      : bias(img.greyBias), scale(img.greyScale), alphaScale(img.scale) {}
+      : bias(img.greyBias), sign(img.greyBias != 0.0f ? -1.0f : 1.0f), scale(img.scale) {}
   template <class Get>
   void operator()(float* o, const Get& get) const {
-    float v = bias + scale * float(get(0));
+    float v = bias + sign * unit(get(0), scale);
     float a = 0.0f;
-    if constexpr (A != Alpha::kNone) a = alphaScale * float(get(1));
+    if constexpr (A != Alpha::kNone) a = unit(get(1), scale);
     if constexpr (A == Alpha::kUnassociated) v *= a;
     o[0] = v;
     o[1] = v;
@@ -151,9 +172,9 @@ struct RGBPixel {
   explicit RGBPixel(const RGBAFloatImage& img) : scale(img.scale) {}
   template <class Get>
   void operator()(float* o, const Get& get) const {
-    float r = scale * float(get(0)), g = scale * float(get(1)), b = scale * float(get(2));
+    float r = unit(get(0), scale), g = unit(get(1), scale), b = unit(get(2), scale);
     float a = 0.0f;
-    if constexpr (A != Alpha::kNone) a = scale * float(get(3));
+    if constexpr (A != Alpha::kNone) a = unit(get(3), scale);
     if constexpr (A == Alpha::kUnassociated) {
       r *= a;
       g *= a;
@@ -173,10 +194,10 @@ struct CMYKPixel {
   explicit CMYKPixel(const RGBAFloatImage& img) : scale(img.scale) {}
   template <class Get>
   void operator()(float* o, const Get& get) const {
-    const float k = 1.0f - scale * float(get(3));
-    o[0] = (1.0f - scale * float(get(0))) * k;
-    o[1] = (1.0f - scale * float(get(1))) * k;
-    o[2] = (1.0f - scale * float(get(2))) * k;
+    const float k = 1.0f - unit(get(3), scale);
+    o[0] = (1.0f - unit(get(0), scale)) * k;
+    o[1] = (1.0f - unit(get(1), scale)) * k;
+    o[2] = (1.0f - unit(get(2), scale)) * k;
     o[3] = 0.0f;
   }
 };
