@@ -1,8 +1,7 @@
 // The error channel: layout of the printed reports, repeat suppression,
 // handlers and the new-handler rule.
-#include <slrt/runtime/error.h>
-
 #include <gtest/gtest.h>
+#include <slrt/runtime/error.h>
 
 #include <cstdlib>
 #include <new>
@@ -56,35 +55,23 @@ TEST_F(ErrorChannel, LayoutBySeverityAndCode) {
 }
 
 TEST_F(ErrorChannel, EveryCodeText) {
+  // clang-format off
   const std::pair<long, const char*> table[] = {
-      {1, " Out of memory."},
-      {2, " Miscellaneous system error."},
-      {3, " File nonexistent."},
-      {4, " Bad file format."},
-      {5, " File version mismatch."},
-      {11, " Optional RI feature."},
-      {12, " Unimplemented feature."},
-      {13, " Arbitrary program limit."},
-      {14, " Probably a bug in renderer."},
-      {23, " RiBegin not called."},
-      {24, " Bad begin-end nesting."},
-      {25, " Invalid state for options."},
-      {26, " Invalid state for attribs."},
-      {27, " Invalid state for primitives."},
-      {28, " Invalid state."},
-      {29, " Badly formed motion block."},
-      {30, " Badly formed solid block."},
-      {41, " Invalid token for request."},
-      {42, " Parameter out of range."},
-      {43, " Parameters inconsistent."},
-      {44, " Bad object/light handle."},
-      {45, " Can't load requested shader."},
-      {46, " Required parameters not provided."},
-      {47, " Declare type syntax error."},
-      {61, " Undefined mathematical operation."},
-      {6, " Error code: 6"},
-      {100, " Error code: 100"},
-  };
+      {1, " Out of memory."}, {2, " Miscellaneous system error."}, {3, " File nonexistent."},
+      {4, " Bad file format."}, {5, " File version mismatch."}, {11, " Optional RI feature."},
+      {12, " Unimplemented feature."}, {13, " Arbitrary program limit."},
+      {14, " Probably a bug in renderer."}, {23, " RiBegin not called."},
+      {24, " Bad begin-end nesting."}, {25, " Invalid state for options."},
+      {26, " Invalid state for attribs."}, {27, " Invalid state for primitives."},
+      {28, " Invalid state."}, {29, " Badly formed motion block."},
+      {30, " Badly formed solid block."}, {41, " Invalid token for request."},
+      {42, " Parameter out of range."}, {43, " Parameters inconsistent."},
+      {44, " Bad object/light handle."}, {45, " Can't load requested shader."},
+      {46, " Required parameters not provided."}, {47, " Declare type syntax error."},
+      {61, " Undefined mathematical operation."}, {6, " Error code: 6"},
+      {100, " Error code: 100"}};
+  // clang-format on
+
   ErrorCapture cap;
   for (const auto& [code, text] : table) {
     cap.clear();
