@@ -44,53 +44,37 @@ class MatrixTest : public ::testing::Test {
   }
 };
 
-TEST_F(MatrixTest, ConstructorsPlaceRowsOrColumns) {
-  EXPECT_TRUE(near(Matrix(2.0f), rows({2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2})));
-  Point a(1, 2, 3), b(4, 5, 6), c(7, 8, 9);
-  EXPECT_TRUE(near(Matrix(a, b, c, 1), rows({1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0, 0, 0, 0, 1})));
-  EXPECT_TRUE(near(Matrix(a, b, c, 0), transpose(Matrix(a, b, c, 1))));
-  Pointw p(1, 2, 3, 4), q(5, 6, 7, 8), r(9, 10, 11, 12), s(13, 14, 15, 16);
-  EXPECT_TRUE(
-      near(Matrix(p, q, r, s, 1), rows({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16})));
-  EXPECT_TRUE(near(Matrix(p, q, r, s, 0), transpose(Matrix(p, q, r, s, 1))));
-}
-
 // The most recent modifying call acts first on a point; *= appends.
-TEST_F(MatrixTest, LaterCallActsFirst) {
-  Matrix m(1.0f);
+TEST_F(MatrixTest, CompositionOrderAndRotations) {
+  Matrix m(1.0f), t(1.0f), s(1.0f);
   m.translate(1, 2, 3).scale(2, 2, 2);
-  EXPECT_TRUE(near(Point(0, 0, 0) * m, Point(1, 2, 3)));
-  EXPECT_TRUE(near(Point(1, 0, 0) * m, Point(3, 2, 3)));
-  Matrix r(1.0f);
-  r.rotate(90, 0, 0, 1).translate(1, 0, 0);
-  EXPECT_TRUE(near(Point(0, 0, 0) * r, Point(0, 1, 0), 1e-6f));
-  Matrix t(1.0f), s(1.0f);
+  EXPECT_TRUE(near(Point(0, 0, 0) * m, Point(1, 2, 3)) && near(Point(1, 0, 0) * m, Point(3, 2, 3)));
   t.translate(1, 0, 0) *= s.scale(3);
   EXPECT_TRUE(near(Point(0, 0, 0) * t, Point(3, 0, 0)));
-}
-
-TEST_F(MatrixTest, RotationsPreserveLengthAndCompose) {
+  EXPECT_TRUE(near(Point(1, 0, 0) * Matrix(1.0f).rotate(90, 0, 0, 1), Point(0, 1, 0), 1e-6f));
   for (int i = 0; i < 200; ++i) {
-    Point axis = randomUnit() * uniform(0.5f, 4.0f);
+    Point axis = randomUnit() * uniform(0.5f, 4.0f), other = randomUnit();
     float a = uniform(-360, 360), b = uniform(-360, 360);
     Matrix ma(1.0f), mb(1.0f), both(1.0f);
     ma.rotate(a, axis.x, axis.y, axis.z);
-    mb.rotate(b, axis.x, axis.y, axis.z);
-    both.rotate(a, axis.x, axis.y, axis.z).rotate(b, axis.x, axis.y, axis.z);
+    mb.rotate(b, other.x, other.y, other.z);
+    both.rotate(a, axis.x, axis.y, axis.z).rotate(b, other.x, other.y, other.z);
     Point p(uniform(-5, 5), uniform(-5, 5), uniform(-5, 5));
     EXPECT_NEAR(length(p * ma), length(p), 1e-5f * length(p) + 1e-6f);
     EXPECT_TRUE(near(axis * ma, axis, 2e-5f));
     EXPECT_TRUE(near(p * both, (p * mb) * ma, 1e-4f));  // b acts first
   }
   ErrorCapture cap;
-  Matrix m(1.0f);
-  Matrix before = m.translate(1, 2, 3);
+  Matrix before = m;
   m.rotate(30, 0, 0, 0);
   EXPECT_EQ(cap.text(), kMath + std::string("rotation basis vector must be non-zero"));
   EXPECT_TRUE(near(m, before));
 }
 
-TEST_F(MatrixTest, InverseOfWellConditionedMatrices) {
+// Permutations force row swaps: their inverse is exactly the transpose.  A
+// singular matrix is left partly reduced, row swaps included.  The
+// determinant skips projective terms too small to count.
+TEST_F(MatrixTest, InverseAndDeterminant) {
   for (int i = 0; i < 500; ++i) {
     Matrix m;
     for (float& e : m.m) e = uniform(-1, 1);
@@ -100,7 +84,6 @@ TEST_F(MatrixTest, InverseOfWellConditionedMatrices) {
     EXPECT_TRUE(near(m * inv, gIdentity, 1e-5f));
     EXPECT_NEAR(determinant(m) * determinant(inv), 1.0f, 1e-5f);
   }
-  // Every permutation forces row swaps; the inverse is exactly the transpose.
   int perm[4] = {0, 1, 2, 3};
   do {
     Matrix p(0.0f);
@@ -109,47 +92,32 @@ TEST_F(MatrixTest, InverseOfWellConditionedMatrices) {
     ASSERT_NE(invert(&inv), 0);
     EXPECT_TRUE(near(inv, transpose(p)));
   } while (std::next_permutation(perm, perm + 4));
-}
-
-TEST_F(MatrixTest, SingularInverseReportsAndLeavesPartialResult) {
   ErrorCapture cap;
-  // Column 0 is reduced before column 1 meets its zero pivot.
-  Matrix m = rows({2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0, 1});
+  Matrix m = rows({2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0, 1});  // column 1 has no pivot
   EXPECT_EQ(invert(&m), 0);
   EXPECT_EQ(cap.text(), kMath + std::string("cannot invert a singular Matrix"));
   EXPECT_TRUE(near(m, rows({0.5, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1})));
-  // The swap made for column 0 stays in the partial result.
   Matrix s = rows({0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1});
   EXPECT_EQ(invert(&s), 0);
   EXPECT_TRUE(near(s, rows({0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1})));
-}
 
-TEST_F(MatrixTest, DeterminantSkipsNegligibleProjectiveTerms) {
   Matrix affine = rows({2, 1, 0, 0, 0, 3, 1, 0, 1, 0, 4, 0, 5, 6, 7, 1});
   EXPECT_FLOAT_EQ(determinant(affine), 25.0f);
-  Matrix tiny = affine;
-  tiny(0, 3) = 1e-8f;
-  EXPECT_EQ(determinant(tiny), determinant(affine));
-  tiny(0, 3) = 1.0f;  // now counted: -1 * det(rows 1..3, columns 0..2) = -45
-  EXPECT_FLOAT_EQ(determinant(tiny), 25.0f - 45.0f);
-  for (int i = 0; i < 100; ++i) {
-    Matrix a, b;
-    for (int k = 0; k < 16; ++k) a.m[k] = uniform(-2, 2), b.m[k] = uniform(-2, 2);
-    float expect = determinant(a) * determinant(b);
-    EXPECT_NEAR(determinant(a * b), expect, 1e-4f * (1.0f + std::fabs(expect)));
-  }
+  affine(0, 3) = 1e-8f;
+  EXPECT_EQ(determinant(affine), 25.0f);
+  affine(0, 3) = 1.0f;  // now counted: -1 * det(rows 1..3, columns 0..2) = -45
+  EXPECT_FLOAT_EQ(determinant(affine), -20.0f);
 }
 
 // A transformed normal stays perpendicular to every transformed tangent and
 // keeps its side (mirrors included), scaled by |det|.
 TEST_F(MatrixTest, InverseTransposeKeepsNormalsPerpendicular) {
   for (int i = 0; i < 200; ++i) {
+    Point axis = randomUnit(), n = randomUnit(), t = n.cross(randomUnit()), nt, tt, exact;
     Matrix m(1.0f);
-    Point axis = randomUnit();
     m.rotate(uniform(0, 360), axis.x, axis.y, axis.z)
         .scale(uniform(0.2f, 3), uniform(0.2f, 3), uniform(0.2f, 3) * (i % 2 ? 1 : -1))
         .translate(uniform(-9, 9), uniform(-9, 9), uniform(-9, 9));
-    Point n = randomUnit(), t = n.cross(randomUnit()), nt, tt, exact;
     vtransformm(nt, invtranspose(m), n);
     vtransformm(tt, m, t);
     EXPECT_NEAR(nt.dot(tt), 0.0f, 1e-4f * length(nt) * length(tt));
@@ -161,23 +129,16 @@ TEST_F(MatrixTest, InverseTransposeKeepsNormalsPerpendicular) {
 }
 
 TEST_F(MatrixTest, SkewTiltsFirstVectorTowardsSecond) {
-  Matrix k(1.0f);
-  k.skew(45, 0, 1, 0, 1, 0, 0);
-  EXPECT_TRUE(near(Point(0, 1, 0) * k, Point(1, 1, 0), 1e-6f));
   int accepted = 0;
   for (int i = 0; i < 300; ++i) {
     Point a = randomUnit() * uniform(0.5f, 3), b = randomUnit() * uniform(0.5f, 3), an, bn, sn;
     float angle = uniform(-170, 170);
-    normalize(an, a);
-    normalize(bn, b);
-    Point axis = bn.cross(an);
+    Point axis = normalize(bn, b).cross(normalize(an, a));
     if (length(axis) < 0.2f) continue;
     Matrix turn(1.0f);
     Point r = an * turn.rotate(-angle, axis.x, axis.y, axis.z);
-    if (r.dot(an) - bn.dot(an) < 1e-3f) continue;  // rejected angles: see below
-    // A shear keeps the side of B that A lies on: directions beyond B's line
-    // (or nearly along it, where k explodes) cannot be reached.
-    if (r.dot(axis.cross(bn)) < 0.1f * length(axis)) continue;
+    // A shear cannot tilt A as far as B, nor across B's line (rejected below).
+    if (r.dot(an) - bn.dot(an) < 1e-3f || r.dot(axis.cross(bn)) < 0.1f * length(axis)) continue;
     ++accepted;
     Matrix m(1.0f);
     m.skew(angle, a.x, a.y, a.z, b.x, b.y, b.z);
@@ -187,78 +148,66 @@ TEST_F(MatrixTest, SkewTiltsFirstVectorTowardsSecond) {
   EXPECT_GT(accepted, 100);
 }
 
+// Each row: angle, A, B and which report it gives.
 TEST_F(MatrixTest, SkewReportsAndKeepsMatrix) {
-  struct Case {
-    float angle, v[6];
-    const char* text;
-  };
-  const std::string math = kMath;
-  const Case cases[] = {
-      {30, {0, 0, 0, 1, 0, 0}, "skew basis vectors must be non-zero"},
-      {30, {1, 0, 0, 0, 0, 1e-9f}, "skew basis vectors must be non-zero"},
-      {30, {1, 0, 0, -2, 0, 0}, "skew basis vectors must non-colinear"},
-      {90, {0, 1, 0, 1, 0, 0}, nullptr},  // tilting as far as B, or beyond
-      {120, {0, 1, 0, 1, 0, 0}, nullptr},
-  };
-  for (const Case& c : cases) {
+  const std::string texts[] = {kMath + std::string("skew basis vectors must be non-zero"),
+                               kMath + std::string("skew basis vectors must non-colinear"),
+                               "2|error: Parameter out of range. invalid skew angle"};
+  const float cases[][8] = {{30, 0, 0, 0, 1, 0, 0, 0},
+                            {30, 1, 0, 0, 0, 0, 1e-9f, 0},
+                            {30, 1, 0, 0, -2, 0, 0, 1},
+                            {90, 0, 1, 0, 1, 0, 0, 2},
+                            {120, 0, 1, 0, 1, 0, 0, 2}};
+  for (const float* c : cases) {
     resetErrorRepeat();
     ErrorCapture cap;
-    Matrix m(1.0f);
-    Matrix before = m.scale(2, 3, 4);
-    m.skew(c.angle, c.v[0], c.v[1], c.v[2], c.v[3], c.v[4], c.v[5]);
-    EXPECT_EQ(cap.text(), c.text
-                              ? math + c.text
-                              : std::string("2|error: Parameter out of range. invalid skew angle"));
+    Matrix m(1.0f), before = m.scale(2, 3, 4);
+    m.skew(c[0], c[1], c[2], c[3], c[4], c[5], c[6]);
+    EXPECT_EQ(cap.text(), texts[int(c[7])]);
     EXPECT_TRUE(near(m, before));
   }
 }
 
+// perspective ignores near and far; zmap takes its planes in either order;
+// map is appended, acting after what the matrix already held.
 TEST_F(MatrixTest, ProjectionAndRasterMaps) {
-  Matrix p(1.0f);
-  p.perspective(90, 123, 456);  // near and far are ignored
+  Matrix p(1.0f), za(1.0f), zb(1.0f), degenerate(1.0f), m(1.0f);
+  p.perspective(90, 123, 456);
   for (float z : {0.5f, 2.0f, 10.0f})
     EXPECT_TRUE(near(Point(3, -2, z) * p, Point(3 / z, -2 / z, 1 - 1 / z), 1e-5f));
-  Matrix za(1.0f), zb(1.0f);
-  za.zmap(2, 10);
-  EXPECT_TRUE(near(za, zb.zmap(10, 2)));
+  EXPECT_TRUE(near(za.zmap(2, 10), zb.zmap(10, 2)));
   EXPECT_TRUE(near(Point(0, 0, 6) * za, Point(0, 0, 0.5f)));
-
-  Matrix m(1.0f);
-  m.map(-1, 1, -1, 1, 640, 480);
-  EXPECT_TRUE(near(Point(-1, 1, 0.5f) * m, Point(0, 0, 0.5f)));
-  EXPECT_TRUE(near(Point(1, -1, 0) * m, Point(640, 480, 0)));
-  Matrix degenerate(1.0f);
   EXPECT_TRUE(near(degenerate.map(0, 0, -1, 1, 6, 4).map(-1, 1, 2, 2, 6, 4), gIdentity));
-  // The map is appended: it acts after what the matrix already held.
-  Matrix chain(1.0f);
-  chain.scale(2).map(-1, 1, -1, 1, 640, 480);
-  EXPECT_TRUE(near(Point(-0.5f, 0.5f, 0) * chain, Point(0, 0, 0)));
-  EXPECT_TRUE(near(Point(2, 2, 2) * p.map(-1, 1, -1, 1, 100, 100), Point(100, 0, 0.5f), 1e-4f));
+  m.scale(2).map(-1, 1, -1, 1, 640, 480);
+  EXPECT_TRUE(near(Point(-0.5f, 0.5f, 0.5f) * m, Point(0, 0, 1)));
+  EXPECT_TRUE(near(Point(0.5f, -0.5f, 0) * m, Point(640, 480, 0)));
 }
 
-TEST_F(MatrixTest, TransformOperations) {
+// Constructors take rows or columns; transformm divides by w, Pointw products
+// do not; the named-space forms and ntransformm pass their input through.
+TEST_F(MatrixTest, ConstructorsAndTransforms) {
+  Point a(1, 2, 3), b(4, 5, 6), c(7, 8, 9);
+  Pointw p(1, 2, 3, 4), q(5, 6, 7, 8), u(9, 10, 11, 12), v(13, 14, 15, 16);
+  const Matrix three = rows({1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0, 0, 0, 0, 1}),
+               four = rows({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
+  EXPECT_TRUE(near(Matrix(a, b, c, 1), three) && near(Matrix(a, b, c, 0), transpose(three)));
+  EXPECT_TRUE(near(Matrix(p, q, u, v, 1), four) && near(Matrix(p, q, u, v, 0), transpose(four)));
+
   Matrix m(1.0f);
   m.translate(1, 2, 3);
   m.m[3] = 1.0f;  // w = x + 1
   Point r(1, 0, 0);
+  const Point in(4, 5, 6);
   EXPECT_TRUE(near(transformm(r, m, r), Point(1, 1, 1.5f)));  // the slot may be the input
   EXPECT_TRUE(near(vtransformm(r, m, Point(1, 5, 0)), Point(1, 5, 0)));
-  Pointw hw = Pointw(1, 0, 0, 2) * m;
-  EXPECT_EQ(hw.w, 3.0f);  // no division
-
-  // The named-space forms and ntransformm pass their input through.
-  const Point in(4, 5, 6);
-  EXPECT_TRUE(near(ntransformm(r, m, in), in));
-  EXPECT_TRUE(near(transformss(r, "world", "camera", in), in));
-  EXPECT_TRUE(near(vtransformsm(r, "world", m, in), in));
-  EXPECT_TRUE(near(ntransforms(r, "world", in), in));
+  EXPECT_EQ((Pointw(1, 0, 0, 2) * m).w, 3.0f);
+  EXPECT_TRUE(near(ntransformm(r, m, in), in) && near(transformss(r, "world", "camera", in), in));
+  EXPECT_TRUE(near(vtransformsm(r, "world", m, in), in) && near(ntransforms(r, "world", in), in));
 
   Matrix basis = rows({1, 0, 0, 0, 0.25f, 0.25f, 0.25f, 0.25f, -1, 1, 0, 0, 0, 0, 0, 0});
   const Point pts[4] = {Point(1, 2, 3), Point(5, 6, 7), Point(9, 10, 11), Point(13, 14, 15)};
-  EXPECT_TRUE(near(weight(basis, 1, pts), Point(7, 8, 9)));
-  EXPECT_TRUE(near(weight(basis, 2, pts), Point(4, 4, 4)));
-  EXPECT_TRUE(near(weight(basis, 4, pts), Point(0, 0, 0)));
-
+  EXPECT_TRUE(near(weight(basis, 1, pts), Point(7, 8, 9)) &&
+              near(weight(basis, 2, pts), Point(4, 4, 4)) && near(weight(basis, 4, pts), gOrigin));
   std::ostringstream os;
   os << Matrix(1.0f).translate(1.5f, -2, 3);
   EXPECT_EQ(os.str(), "[1 0 0 0\n0 1 0 0\n0 0 1 0\n1.5 -2 3 1]\n");
