@@ -1,6 +1,5 @@
-// Sparse-convolution noise: agreement with the construction written out
-// from the tables (with and without the neighbour cache warm), period, range,
-// and its use as a replacement for the default noise.
+// Sparse-convolution noise: agreement with the construction written out from
+// the tables, with the neighbour cache warm and cold.
 #include <gtest/gtest.h>
 #include <slrt/pattern/noise.h>
 
@@ -52,16 +51,10 @@ float reference(int n, const float* x) {
 
 float lewis(int n, const float* x) {
   const Point p(x[0], x[1], x[2]);
-  switch (n) {
-    case 1:
-      return flewisf(x[0]);
-    case 2:
-      return flewisff(x[0], x[1]);
-    case 3:
-      return flewisp(&p);
-    default:
-      return flewispf(&p, x[3]);
-  }
+  return n == 1   ? flewisf(x[0])
+         : n == 2 ? flewisff(x[0], x[1])
+         : n == 3 ? flewisp(&p)
+                  : flewispf(&p, x[3]);
 }
 
 TEST(SparseConvolutionNoise, MatchesConstruction) {
@@ -85,47 +78,13 @@ TEST(SparseConvolutionNoise, MatchesConstruction) {
   }
 }
 
-TEST(SparseConvolutionNoise, PeriodAndRange) {
-  std::mt19937 rng(5);
-  std::uniform_int_distribution<int> grid(-6400, 6400);
-  for (int n = 1; n <= 4; ++n) {
-    double sum = 0.0;
-    const int count = n == 4 ? 2000 : 20000;
-    for (int i = 0; i < count; ++i) {
-      const float x[4] = {grid(rng) / 32.0f, grid(rng) / 32.0f, grid(rng) / 32.0f,
-                          grid(rng) / 32.0f};
-      const float v = lewis(n, x);
-      ASSERT_TRUE(v >= 0.0f && v < 3.0f) << n << "-D: " << v;
-      sum += v;
-      float y[4] = {x[0], x[1], x[2], x[3]};
-      y[i % n] -= 256.0f;
-      ASSERT_EQ(lewis(n, y), v) << n << "-D";
-    }
-    EXPECT_GT(sum / count, 0.2) << n << "-D";
-    EXPECT_LT(sum / count, 1.0) << n << "-D";
-  }
-}
-
 TEST(SparseConvolutionNoise, OutOfRangeImpulseCounts) {
   ImpulseCount keep;
   const Point p(0.3f, 0.6f, 0.9f);
   gImpulses = 0;
   EXPECT_TRUE(std::isnan(flewisf(0.5f)));
   gImpulses = 600;  // wraps around the records instead of running past them
-  EXPECT_TRUE(std::isfinite(flewisp(&p)));
-  EXPECT_TRUE(std::isfinite(flewispf(&p, 0.2f)));
-}
-
-TEST(SparseConvolutionNoise, InstallsAsTheNoise) {
-  const Point p(1.25f, 2.5f, -3.75f);
-  fnoisep = flewisp;
-  fnoisef = flewisf;
-  const Point v = pnoisep(&p);
-  const float periodic = fpernoisef(9.5f, 4.0f);
-  fnoisep = fperlinp;
-  fnoisef = fperlinf;
-  EXPECT_EQ(v.x, flewisp(&p));
-  EXPECT_EQ(periodic, flewisf(1.5f));
+  EXPECT_TRUE(std::isfinite(flewisp(&p)) && std::isfinite(flewispf(&p, 0.2f)));
 }
 
 }  // namespace
