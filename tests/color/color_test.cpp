@@ -56,9 +56,12 @@ TEST_F(ColorTest, ComponentIndexTruncatesAndIsRangeChecked) {
   EXPECT_EQ(c, d);
   resetErrorRepeat();
   EXPECT_EQ(0.0f, compc(c, NAN));
+  resetErrorRepeat();
+  EXPECT_EQ(0.0f, compc(c, 0x1.ffp62f));  // still fits a long: reported as itself
   const std::vector<std::string> want = {
       "42/1/color component 3 out of range", "42/1/color component -1 out of range",
-      "42/1/color component " + std::to_string(LONG_MIN) + " out of range"};
+      "42/1/color component " + std::to_string(LONG_MIN) + " out of range",
+      "42/1/color component " + std::to_string(static_cast<long>(0x1.ffp62)) + " out of range"};
   EXPECT_EQ(want, gReports);
 }
 
@@ -98,10 +101,7 @@ TEST_F(ColorTest, ColorSpaceOwnsCopiesAndRejectsBadCounts) {
   Color::colorSpace(1, 4, kNRGB, kRGBn);
   ASSERT_NE(nullptr, Color::fRGBn);
   EXPECT_EQ(1.0f, Color::fRGBn[1]);
-  const std::vector<std::string> want = {"42/2/color samples 0 out of range",
-                                         "43/1/no samples-to-RGB matrix for 2 color samples",
-                                         "43/1/no RGB-to-samples matrix for 2 color samples"};
-  EXPECT_EQ(want, gReports);
+  EXPECT_EQ(std::vector<std::string>{"42/2/color samples 0 out of range"}, gReports);
 }
 
 TEST_F(ColorTest, MinMaxArePerComponent) {

@@ -47,8 +47,8 @@ class SLRT_API Color {
   ///
   /// Errors: a sample count outside [1, 65536] while a matrix is given or
   /// isRGB is zero: code 42, severity 2, "color samples %ld out of range",
-  /// nothing changes.  isRGB zero with a missing matrix: code 43, severity 1,
-  /// "no %s matrix for %ld color samples" (the settings are still made).
+  /// nothing changes.  isRGB zero with a missing matrix is accepted silently
+  /// (the conversions needing it give zeros).
   static void colorSpace(short isRGB, long n, const float* nRGB, const float* RGBn);
 
   /// Writes the colour as a host colour: 3 floats when fIsRGB, else the
