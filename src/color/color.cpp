@@ -13,6 +13,7 @@
 
 #include "runtime/scratch_pvt.h"
 
+static_assert(sizeof(Color) == 12, "Color is exactly r, g, b");
 static_assert(std::is_trivially_copyable<Color>::value, "Color travels through va_arg");
 static_assert(std::is_standard_layout<Color>::value, "Color is read by C callers");
 
