@@ -189,8 +189,11 @@ Matrix& Matrix::zmap(float a, float b) {
 
 // The window-to-raster map is appended (M := M * S), unlike the other
 // members: it is the last stage of a camera-to-raster chain, applied after
-// the projection already held in M.  Appending S scales and offsets M's
-// columns 0 and 1 by its column 3.
+// the projection already held in M.  Prepending S (updating row 3 from rows 0
+// and 1, as translate does) gives the same matrix only while M is the
+// identity; on a camera-to-screen matrix only the appended form yields
+// camera-to-raster.  Appending S scales and offsets M's columns 0 and 1 by
+// its column 3.
 Matrix& Matrix::map(float left, float right, float bottom, float top, long width, long height) {
   if (nearZero(right - left) || nearZero(top - bottom)) return *this;
   float fw = float(width), fh = float(height);

@@ -92,8 +92,9 @@ const Matrix& chainMatrix(long level) {
 
 // Walks the chain from level `top` (whose own matrix is topM) down to level
 // `bottom`, exclusive at both ends.  The linear-depth product takes the map of
-// [near, far] onto [0, 1] in place of the camera's perspective, so depth
-// comes out linear in camera z.  Both directions of projectMatrix use this
+// [near, far] onto [0, 1] in place of the camera's perspective, appended like
+// the chain matrices (not prepended, as zmap() on the product would do), so
+// it acts on camera z and depth comes out linear in it.  Both directions of projectMatrix use this
 // same walk.
 void walkChain(long top, const Matrix& topM, long bottom, Matrix* full, Matrix* linearZ) {
   Matrix f = topM;

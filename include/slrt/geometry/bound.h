@@ -33,9 +33,10 @@
 /// |                             | contributes its numbers).  An empty result (min   |
 /// |                             | above max) is not detected                        |
 /// | focus(zn, zf, cx, cy, kx,   | widens x and y by the circle of confusion         |
-/// |       ky)                   | |c/2 / z + k/2| at the larger of the box's near   |
-/// |                             | and far depths (clamped to [zn, zf]).  No guard   |
-/// |                             | for a depth of 0; unbounded boxes are untouched   |
+/// |       ky)                   | |c/2 / z + k/2|, the larger of its values at the  |
+/// |                             | box's near and far depths (clamped to [zn, zf]).  |
+/// |                             | No guard for a depth of 0; unbounded boxes are    |
+/// |                             | untouched                                         |
 /// | b * M                       | unbounded: b itself.  Otherwise the box around    |
 /// |                             | the eight transformed corners (division by w, so  |
 /// |                             | projections are allowed)                          |
