@@ -140,7 +140,8 @@ extern "C" TIFF* allocateOpenMap(const char* path, int32_t* owner) {
   *owner = slot;
   ++gOpenMapMiss;
   // A free entry may still hold the handle of a map that released it; that
-  // handle is dropped here without closing.
+  // handle is dropped here without closing.  A failed open is kept as a null
+  // handle without a report of ours: the reader then fails on it.
   s.tiff = slrt_detail::openMapFile(path);
   return s.tiff;
 }

@@ -286,8 +286,7 @@ ShadowMap::ShadowMap(const char* n, const char* p) : Map(n, p) {
 ShadowMap::~ShadowMap() = default;
 short ShadowMap::parseSpecific() {
   float* values = nullptr;
-  if (!tiff || !TIFFGetField(tiff, slrt_detail::kTagWorldToScreen, &values) || !values)
-    return 0;
+  if (!tiff || !TIFFGetField(tiff, slrt_detail::kTagWorldToScreen, &values) || !values) return 0;
   worldToScreen = Matrix(values);
   values = nullptr;
   if (!TIFFGetField(tiff, slrt_detail::kTagWorldToCamera, &values) || !values) return 0;

@@ -20,9 +20,10 @@ enum : uint32_t {
   kTagWorldToCamera = 33306,  ///< 16 floats: shadow map's world-to-camera matrix
 };
 
-/// TIFFOpen(path, "r"), reporting "%s: cannot open map file" (code 4,
-/// severity 2) after whatever libtiff said when the open fails.  A null path
-/// gives null without a report.
+/// TIFFOpen(path, "r") for map files; a null path gives null.  A failed open
+/// is left to libtiff to report (it sometimes says nothing).  Defined beside
+/// the libtiff message handlers, so that whatever opens a map file also links
+/// them in.
 TIFF* openMapFile(const char* path);
 
 /// Expected level count of a layout from the full size of directory 0.

@@ -90,7 +90,8 @@ bool describe(TIFF* tif, const char* name, const char* path, std::unique_ptr<Map
   std::vector<char> desc;
   const char* first = nullptr;
   char* save = nullptr;
-  if (copyTag(tif, slrt_detail::kTagTextureFormat, desc)) first = strtok_r(desc.data(), " \t", &save);
+  if (copyTag(tif, slrt_detail::kTagTextureFormat, desc))
+    first = strtok_r(desc.data(), " \t", &save);
   if (!first) {
     map.reset(new TextureMap(name, path));
     return false;
@@ -139,6 +140,9 @@ Map* Map::open(const char* mapName) {
   }
   std::string filePath(found);  // the search's buffer is reused by the next call
 
+  // A file libtiff cannot open is reported by libtiff alone (some files, such
+  // as one whose first directory offset is 0, are refused without a word);
+  // find() keeps the placeholder either way.
   TIFF* tif = slrt_detail::openMapFile(filePath.c_str());
   if (!tif) return nullptr;
 

@@ -719,10 +719,9 @@ int rgbaFloatBegin(RGBAFloatImage& img, TIFF* tif) {
     case PHOTOMETRIC_MINISBLACK:
     case PHOTOMETRIC_PALETTE:
       if (img.planarconfig == PLANARCONFIG_CONTIG && img.samplesperpixel != 1 && bps < 8) {
-        // The second name is the bit depth's: the pair of values only makes
-        // sense as samples per pixel against bits per sample.
         reportError(tif, "Sorry, can not handle contiguous data with %s=%d, and %s=%d",
-                    "Samples/pixel", int(img.samplesperpixel), "Bits/sample", int(bps));
+                    "PhotometricInterpretation", int(img.photometric), "Samples/pixel",
+                    int(img.samplesperpixel));
         return 0;
       }
       break;

@@ -48,13 +48,7 @@ struct InstallTiffHandlers {
 }  // namespace
 
 TIFF* openMapFile(const char* path) {
-  if (!path) return nullptr;
-  TIFF* tif = TIFFOpen(path, "r");
-  // libtiff gives up silently on some files (a first directory offset of 0,
-  // for one), and its messages name the routine that failed rather than the
-  // file, so the user is told which file it was in every case.
-  if (!tif) error(kErrBadFile, kSevError, "%s: cannot open map file", path);
-  return tif;
+  return path ? TIFFOpen(path, "r") : nullptr;
 }
 
 }  // namespace slrt_detail

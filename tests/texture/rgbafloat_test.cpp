@@ -233,7 +233,8 @@ TEST(RGBAFloatReader, RefusesWhatItCannotDecodeWithTheInterfaceMessage) {
       {layoutOf(PHOTOMETRIC_SEPARATED, 8, 3),
        "Sorry, can not handle separated image with Samples/pixel=3"},
       {layoutOf(PHOTOMETRIC_MINISBLACK, 4, 2),
-       "Sorry, can not handle contiguous data with Samples/pixel=2, and Bits/sample=4"},
+       "Sorry, can not handle contiguous data with PhotometricInterpretation=1, and "
+       "Samples/pixel=2"},
       {layoutOf(PHOTOMETRIC_YCBCR, 8, 3, PLANARCONFIG_SEPARATE),
        "Sorry, can not handle YCbCr images with Planarconfiguration=2",
        [](TIFF* t) { TIFFSetField(t, TIFFTAG_YCBCRSUBSAMPLING, 2, 2); }},

@@ -73,11 +73,9 @@ SLRT_API void freeTextureCache(long slot);
 /// | hitOpenMap(slot)              | marks the entry used, counts a hit, returns the handle|
 /// | freeOpenMap(slot)             | forgets the entry's owner                             |
 ///
-/// A failed open is stored as a null handle; libtiff reports why (through the
-/// error channel, naming its routine), then the library reports "%s: cannot
-/// open map file" (path) with code 4, severity 2, since libtiff's messages do
-/// not name the file and some failures (a first directory offset of 0) come
-/// with no message at all.
+/// A failed open is stored as a null handle and not reported here: libtiff
+/// says why (through the error channel), and fillTile then fails on the null
+/// handle without a message of its own.
 /// freeOpenMap deliberately leaves the file open; the handle is overwritten
 /// without closing when the entry is taken again (maps live for the whole run,
 /// so this only happens to a map that was destroyed), and openMaps() on a
