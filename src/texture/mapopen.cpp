@@ -140,11 +140,15 @@ Map* Map::open(const char* mapName) {
   }
   std::string filePath(found);  // the search's buffer is reused by the next call
 
-  // A file libtiff cannot open is reported by libtiff alone (some files, such
-  // as one whose first directory offset is 0, are refused without a word);
-  // find() keeps the placeholder either way.
+  // libtiff reports why it cannot open a file, but its messages name its own
+  // routines rather than the file, and some refusals (a first directory
+  // offset of 0) come without a word.  The map's file is named here so the
+  // user always learns which one failed; find() keeps the placeholder.
   TIFF* tif = slrt_detail::openMapFile(filePath.c_str());
-  if (!tif) return nullptr;
+  if (!tif) {
+    error(kErrBadFile, kSevError, "%s: cannot open map file", filePath.c_str());
+    return nullptr;
+  }
 
   std::unique_ptr<Map> map;
   if (!describe(tif, mapName, filePath.c_str(), map)) {

@@ -203,7 +203,9 @@ class SLRT_API Map {
   /// | null or empty name                              | none; null                            |
   /// | neither "<name>.tqm" nor "<name>" on fMapPath   | "%s: map file not found in %s"        |
   /// |                                                 | (name, path), severity 2; null        |
-  /// | TIFFOpen fails                                  | libtiff's own messages (if any); null |
+  /// | TIFFOpen fails                                  | libtiff's messages (if any), then     |
+  /// |                                                 | "%s: cannot open map file" (path),    |
+  /// |                                                 | code 4, severity 2; null              |
   /// | no description, unknown first or last word, a   | "%s is not an KIV map file, will use  |
   /// | one-word description, bad wrap string, failed   | as TIFF texture" (path), severity 1;  |
   /// | parseSpecific                                   | kept: kind single, wraps black        |
