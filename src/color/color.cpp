@@ -11,6 +11,7 @@
 #include <memory>
 #include <type_traits>
 
+#include "runtime/reduce_pvt.h"
 #include "runtime/scratch_pvt.h"
 
 static_assert(sizeof(Color) == 12, "Color is exactly r, g, b");
@@ -58,24 +59,15 @@ bool componentInRange(long i) {
   return false;
 }
 
-// The per-component minimum/maximum of a variadic list of colours: the
-// components are gathered into three arrays and each is scanned with the
-// scalar vmin/vmax, so ties and NaNs behave as in the scalar family.
+// Compiled shaders pass a handful of colours; a larger count is a corrupt
+// argument and is refused.
 template <float (*Scan)(long, const float*)>
 Color scanColors(const char* name, long n, va_list ap) {
-  if (n < 1) return gBlack;
   if (n > kMaxVarColors) {
     error(kErrLimit, kSevError, "%s: too many values (%ld)", name, n);
     return gBlack;
   }
-  Scratch r(n), g(n), b(n);
-  for (long i = 0; i < n; ++i) {
-    Color c = va_arg(ap, Color);
-    r[i] = c.r;
-    g[i] = c.g;
-    b[i] = c.b;
-  }
-  return Color(Scan(n, r.data()), Scan(n, g.data()), Scan(n, b.data()));
+  return slrt_detail::reduceTriples<Color, Scan>(n, ap);
 }
 
 inline float lerpf(float t, float a, float b) {

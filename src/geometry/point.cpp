@@ -8,6 +8,8 @@
 #include <cstdarg>
 #include <ostream>
 
+#include "runtime/reduce_pvt.h"
+
 Point gOrigin(0.0f, 0.0f, 0.0f);
 
 namespace {
@@ -31,31 +33,6 @@ inline Point refracted(const Point& i, const Point& n, float eta, float c, float
   double f = double(eta) * c + std::sqrt(double(k));
   return Point(float(double(eta) * i.x - f * n.x), float(double(eta) * i.y - f * n.y),
                float(double(eta) * i.z - f * n.z));
-}
-
-// pminv/pmaxv fold the variadic points in fixed-size chunks: the running
-// result sits in front of each chunk, so vmin/vmax see the same left-to-right
-// sequence they would see over one array of n, without an allocation sized
-// by a caller's count.
-template <float (*Reduce)(long, const float*)>
-Point& reducePoints(Point& result, long n, va_list ap) {
-  if (n <= 0) return result = gOrigin;
-  constexpr long kChunk = 64;
-  float xs[kChunk + 1], ys[kChunk + 1], zs[kChunk + 1];
-  long filled = 0;  // entries in use, the running result included
-  for (long i = 0; i < n; ++i) {
-    Point p = va_arg(ap, Point);
-    xs[filled] = p.x;
-    ys[filled] = p.y;
-    zs[filled] = p.z;
-    if (++filled == kChunk + 1) {
-      xs[0] = Reduce(filled, xs);
-      ys[0] = Reduce(filled, ys);
-      zs[0] = Reduce(filled, zs);
-      filled = 1;
-    }
-  }
-  return result = Point(Reduce(filled, xs), Reduce(filled, ys), Reduce(filled, zs));
 }
 
 }  // namespace
@@ -194,7 +171,7 @@ Point& prandom(Point& result) {
 Point& pminv(Point& result, long n, ...) {
   va_list ap;
   va_start(ap, n);
-  reducePoints<vmin>(result, n, ap);
+  result = slrt_detail::reduceTriples<Point, vmin>(n, ap);
   va_end(ap);
   return result;
 }
@@ -202,7 +179,7 @@ Point& pminv(Point& result, long n, ...) {
 Point& pmaxv(Point& result, long n, ...) {
   va_list ap;
   va_start(ap, n);
-  reducePoints<vmax>(result, n, ap);
+  result = slrt_detail::reduceTriples<Point, vmax>(n, ap);
   va_end(ap);
   return result;
 }
