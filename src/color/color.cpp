@@ -33,7 +33,7 @@ namespace {
 // away on a corrupt count.
 constexpr long kMaxColorSamples = 65536;
 // Compiled shaders pass a handful of colours to cminv/cmaxv; a larger count
-// is a corrupt argument, refused before anything is allocated.
+// is a corrupt argument and is refused with a report.
 constexpr long kMaxVarColors = 65536;
 
 using slrt_detail::Scratch;
